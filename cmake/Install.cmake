@@ -1,0 +1,47 @@
+# Installs the headers, the library, a CMake package and a pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+install(DIRECTORY include/vhdx_parser DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+        FILES_MATCHING PATTERN "*.h")
+install(TARGETS vhdx_parser EXPORT vhdx_parserTargets
+        RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+        LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+        ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(EXPORT vhdx_parserTargets NAMESPACE vhdx_parser::
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/vhdx_parser")
+
+configure_package_config_file(cmake/vhdx_parserConfig.cmake.in
+  "${CMAKE_CURRENT_BINARY_DIR}/vhdx_parserConfig.cmake"
+  INSTALL_DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/vhdx_parser")
+write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/vhdx_parserConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+  "${CMAKE_CURRENT_BINARY_DIR}/vhdx_parserConfig.cmake"
+  "${CMAKE_CURRENT_BINARY_DIR}/vhdx_parserConfigVersion.cmake"
+  DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/vhdx_parser")
+
+# The pkg-config file says where things lie from where it lies itself, so that the prefix can be
+# moved. A folder that was given as an absolute path is taken as it is.
+function(vhdx_parser_pkgconfig_folder result folder)
+  if(IS_ABSOLUTE "${folder}")
+    set(${result} "${folder}" PARENT_SCOPE)
+  else()
+    set(${result} "\${prefix}/${folder}" PARENT_SCOPE)
+  endif()
+endfunction()
+
+vhdx_parser_pkgconfig_folder(VHDX_PARSER_PKGCONFIG_LIBDIR "${CMAKE_INSTALL_LIBDIR}")
+vhdx_parser_pkgconfig_folder(VHDX_PARSER_PKGCONFIG_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}")
+file(RELATIVE_PATH VHDX_PARSER_PREFIX_FROM_PKGCONFIG
+  "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+configure_file(cmake/vhdx_parser.pc.in "${CMAKE_CURRENT_BINARY_DIR}/vhdx_parser.pc" @ONLY)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/vhdx_parser.pc"
+        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+# Programs that are installed beside the library find it there, wherever the prefix is moved.
+if(NOT WIN32)
+  file(RELATIVE_PATH library_from_program
+    "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+  set(CMAKE_INSTALL_RPATH "$ORIGIN/${library_from_program}")
+endif()

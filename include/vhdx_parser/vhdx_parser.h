@@ -1,0 +1,13 @@
+#ifndef VHDX_PARSER_VHDX_PARSER_H
+#define VHDX_PARSER_VHDX_PARSER_H
+
+/// The whole exported interface.
+
+#include <vhdx_parser/byte_stream.h>
+#include <vhdx_parser/debug_trace.h>
+#include <vhdx_parser/dynamic_alloc_buffer.h>
+#include <vhdx_parser/file_system.h>
+#include <vhdx_parser/guid.h>
+#include <vhdx_parser/platform.h>
+
+#endif

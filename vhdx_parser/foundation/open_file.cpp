@@ -1,0 +1,41 @@
+#include "vhdx_parser/foundation/open_file.h"
+
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+#include <vhdx_parser/byte_stream.h>
+
+#include "vhdx_parser/foundation/path.h"
+
+namespace NFile {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool IsRegularFile(const std::optional<fs::path>& path) {
+    std::error_code error;
+    return path && fs::is_regular_file(*path, error);
+}
+
+bool Open(std::basic_ifstream<unsigned char>& stream, const std::optional<fs::path>& path) {
+    if (stream.is_open() || !IsRegularFile(path)) {
+        stream.setstate(std::ios_base::failbit);
+        return false;
+    }
+    NByteStream::Imbue(stream);
+    stream.open(*path, std::ios_base::in | std::ios_base::binary);
+    return stream.is_open();
+}
+
+}  // namespace
+
+bool OpenForReading(std::basic_ifstream<unsigned char>& stream, const std::string& path) {
+    return Open(stream, NPath::ToNative(path));
+}
+
+bool OpenForReading(std::basic_ifstream<unsigned char>& stream, const std::wstring& path) {
+    return Open(stream, NPath::ToNative(path));
+}
+
+}  // namespace NFile
