@@ -3,11 +3,14 @@
 
 /// The whole exported interface.
 
+#include <vhdx_parser/accessor.h>
+#include <vhdx_parser/block_model.h>
 #include <vhdx_parser/byte_stream.h>
 #include <vhdx_parser/debug_trace.h>
 #include <vhdx_parser/dynamic_alloc_buffer.h>
 #include <vhdx_parser/file_system.h>
 #include <vhdx_parser/guid.h>
+#include <vhdx_parser/metadata.h>
 #include <vhdx_parser/platform.h>
 
 #endif

@@ -1,0 +1,137 @@
+#include "vhdx_parser/container/format.h"
+
+#include <numeric>
+#include <sstream>
+
+#include <gtest/gtest.h>
+#include <vhdx_parser/guid.h>
+
+#include "vhdx_parser/container/identifiers.h"
+
+namespace NVHDX::NFormat {
+namespace {
+
+std::string Text(const _GUID& guid) {
+    std::ostringstream out;
+    out << guid;
+    return out.str();
+}
+
+/// A record whose byte n has the value n, as far as that goes.
+template <class TRecord>
+TRecord Numbered() {
+    unsigned char bytes[sizeof(TRecord)];
+    std::iota(std::begin(bytes), std::end(bytes), static_cast<unsigned char>(0));
+    TRecord record;
+    std::memcpy(&record, bytes, sizeof(record));
+    return record;
+}
+
+TEST(Identifiers, RegionsHaveTheirPublishedText) {
+    EXPECT_EQ(Text(BATRegion), "{2DC27766-F623-4200-9D64-115E9BFD4A08}");
+    EXPECT_EQ(Text(MetadataRegion), "{8B7CA206-4790-4B9A-B8FE-575F050F886E}");
+}
+
+TEST(Identifiers, MetadataItemsHaveTheirPublishedText) {
+    EXPECT_EQ(Text(FileParametersItem), "{CAA16737-FA36-4D43-B3B6-33F0AA44E76B}");
+    EXPECT_EQ(Text(VirtualDiskSizeItem), "{2FA54224-CD1B-4876-B211-5DBED83BF4B8}");
+    EXPECT_EQ(Text(Page83DataItem), "{BECA12AB-B2E6-4523-93EF-C309E000C746}");
+    EXPECT_EQ(Text(LogicalSectorSizeItem), "{8141BF1D-A96F-4709-BA47-F233A8FAAB5F}");
+    EXPECT_EQ(Text(PhysicalSectorSizeItem), "{CDA348C7-445D-4471-9CC9-E9885251C556}");
+    EXPECT_EQ(Text(ParentLocatorItem), "{A8D35F2D-B30B-454D-ABF7-D3D84834AB0C}");
+}
+
+TEST(Identifiers, ParentLocatorTypeHasItsPublishedText) {
+    EXPECT_EQ(Text(VHDXParentLocatorType), "{B04AEFB7-D19E-4A81-B789-25B8E9445913}");
+}
+
+TEST(Format, SignaturesSpellTheirText) {
+    const auto spells = [](std::uint64_t number, const std::string& text) {
+        std::string bytes;
+        for (; number != 0; number >>= 8) {
+            bytes += static_cast<char>(number & 0xFF);
+        }
+        return bytes == text;
+    };
+    EXPECT_TRUE(spells(VHDX_FILE_IDENTIFIER::ExpectedSignature, "vhdxfile"));
+    EXPECT_TRUE(spells(VHDX_HEADER::ExpectedSignature, "head"));
+    EXPECT_TRUE(spells(VHDX_REGION_TABLE_HEADER::ExpectedSignature, "regi"));
+    EXPECT_TRUE(spells(VHDX_METADATA_TABLE_HEADER::ExpectedSignature, "metadata"));
+}
+
+TEST(Format, FileIdentifier) {
+    EXPECT_EQ(sizeof(VHDX_FILE_IDENTIFIER), 520u);
+    EXPECT_EQ(Numbered<VHDX_FILE_IDENTIFIER>().Signature.Value(), 0x0706050403020100u);
+}
+
+TEST(Format, Header) {
+    EXPECT_EQ(sizeof(VHDX_HEADER), 4096u);
+    EXPECT_EQ(VHDX_HEADER::FirstPosition, 65536u);
+    EXPECT_EQ(VHDX_HEADER::SecondPosition, 131072u);
+    const auto header = Numbered<VHDX_HEADER>();
+    EXPECT_EQ(header.Signature.Value(), 0x03020100u);
+    EXPECT_EQ(header.SequenceNumber.Value(), 0x0F0E0D0C0B0A0908u);
+    EXPECT_EQ(Text(header.LogGuid.Value()), "{33323130-3534-3736-3839-3A3B3C3D3E3F}");
+    EXPECT_EQ(header.LogVersion.Value(), 0x4140u);
+    EXPECT_EQ(header.Version.Value(), 0x4342u);
+    EXPECT_EQ(header.LogLength.Value(), 0x47464544u);
+    EXPECT_EQ(header.LogOffset.Value(), 0x4F4E4D4C4B4A4948u);
+}
+
+TEST(Format, RegionTable) {
+    EXPECT_EQ(sizeof(VHDX_REGION_TABLE_HEADER), 16u);
+    EXPECT_EQ(VHDX_REGION_TABLE_HEADER::FirstPosition, 196608u);
+    EXPECT_EQ(VHDX_REGION_TABLE_HEADER::SecondPosition, 262144u);
+    const auto table = Numbered<VHDX_REGION_TABLE_HEADER>();
+    EXPECT_EQ(table.Signature.Value(), 0x03020100u);
+    EXPECT_EQ(table.EntryCount.Value(), 0x0B0A0908u);
+
+    EXPECT_EQ(sizeof(VHDX_REGION_TABLE_ENTRY), 32u);
+    const auto entry = Numbered<VHDX_REGION_TABLE_ENTRY>();
+    EXPECT_EQ(Text(entry.Guid.Value()), "{03020100-0504-0706-0809-0A0B0C0D0E0F}");
+    EXPECT_EQ(entry.FileOffset.Value(), 0x1716151413121110u);
+    EXPECT_EQ(entry.Length.Value(), 0x1B1A1918u);
+    EXPECT_EQ(entry.Required.Value(), 0x1F1E1D1Cu);
+}
+
+TEST(Format, LogEntryHeaderIsWiderThanPublished) {
+    EXPECT_EQ(sizeof(VHDX_LOG_ENTRY_HEADER), 68u);
+    const auto entry = Numbered<VHDX_LOG_ENTRY_HEADER>();
+    EXPECT_EQ(entry.EntryLength.Value(), 0x0B0A0908u);
+    EXPECT_EQ(entry.SequenceNumber.Value(), 0x1716151413121110u);
+    EXPECT_EQ(entry.DescriptorCount.Value(), 0x1F1E1D1C1B1A1918u);
+    EXPECT_EQ(Text(entry.LogGuid.Value()), "{27262524-2928-2B2A-2C2D-2E2F30313233}");
+    EXPECT_EQ(entry.FlushedFileOffset.Value(), 0x3B3A393837363534u);
+    EXPECT_EQ(entry.LastFileOffset.Value(), 0x434241403F3E3D3Cu);
+}
+
+TEST(Format, MetadataTable) {
+    EXPECT_EQ(sizeof(VHDX_METADATA_TABLE_HEADER), 32u);
+    const auto table = Numbered<VHDX_METADATA_TABLE_HEADER>();
+    EXPECT_EQ(table.Signature.Value(), 0x0706050403020100u);
+    EXPECT_EQ(table.EntryCount.Value(), 0x0B0Au);
+
+    EXPECT_EQ(sizeof(VHDX_METADATA_TABLE_ENTRY), 32u);
+    const auto entry = Numbered<VHDX_METADATA_TABLE_ENTRY>();
+    EXPECT_EQ(Text(entry.ItemId.Value()), "{03020100-0504-0706-0809-0A0B0C0D0E0F}");
+    EXPECT_EQ(entry.Offset.Value(), 0x13121110u);
+    EXPECT_EQ(entry.Length.Value(), 0x17161514u);
+    EXPECT_EQ(entry.Flags.Value(), 0x1B1A1918u);
+}
+
+TEST(Format, ParentLocator) {
+    EXPECT_EQ(sizeof(VHDX_PARENT_LOCATOR_HEADER), 20u);
+    const auto header = Numbered<VHDX_PARENT_LOCATOR_HEADER>();
+    EXPECT_EQ(Text(header.LocatorType.Value()), "{03020100-0504-0706-0809-0A0B0C0D0E0F}");
+    EXPECT_EQ(header.KeyValueCount.Value(), 0x1312u);
+
+    EXPECT_EQ(sizeof(VHDX_PARENT_LOCATOR_ENTRY), 12u);
+    const auto entry = Numbered<VHDX_PARENT_LOCATOR_ENTRY>();
+    EXPECT_EQ(entry.KeyOffset.Value(), 0x03020100u);
+    EXPECT_EQ(entry.ValueOffset.Value(), 0x07060504u);
+    EXPECT_EQ(entry.KeyLength.Value(), 0x0908u);
+    EXPECT_EQ(entry.ValueLength.Value(), 0x0B0Au);
+}
+
+}  // namespace
+}  // namespace NVHDX::NFormat

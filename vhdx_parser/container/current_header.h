@@ -1,0 +1,17 @@
+#ifndef VHDX_PARSER_CONTAINER_CURRENT_HEADER_H
+#define VHDX_PARSER_CONTAINER_CURRENT_HEADER_H
+
+#include <istream>
+
+#include "vhdx_parser/container/format.h"
+#include "vhdx_parser/foundation/stream_portion.h"
+
+namespace NVHDX {
+
+/// Reads both headers and leaves the current one in `header`, an empty container.
+bool SelectCurrentHeader(std::basic_istream<unsigned char>& stream,
+                         NStreamPortion::CDynamicContainer<NFormat::VHDX_HEADER>& header);
+
+}  // namespace NVHDX
+
+#endif

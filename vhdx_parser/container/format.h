@@ -1,0 +1,183 @@
+#ifndef VHDX_PARSER_CONTAINER_FORMAT_H
+#define VHDX_PARSER_CONTAINER_FORMAT_H
+
+/// The records of a VHDX file, byte for byte, with the published field names.
+///
+/// Every field is made of bytes: the records have no padding and no alignment, and numbers are put
+/// together as they are read, whatever the host's byte order.
+
+#include <cstddef>
+#include <cstdint>
+
+#include "vhdx_parser/foundation/little_endian.h"
+
+namespace NVHDX {
+namespace NFormat {
+
+/// Start of the file. The file type identifier goes on with zeros, which nobody reads.
+struct VHDX_FILE_IDENTIFIER {
+    static constexpr std::uint64_t ExpectedSignature = 0x656C696678646876;  // "vhdxfile"
+
+    CLittleEndian64 Signature;
+    unsigned char Creator[512];
+};
+static_assert(sizeof(VHDX_FILE_IDENTIFIER) == 520);
+static_assert(offsetof(VHDX_FILE_IDENTIFIER, Signature) == 0);
+
+/// Two copies, at 64 KiB and 128 KiB; the valid one with the larger SequenceNumber is current.
+struct VHDX_HEADER {
+    static constexpr std::uint32_t ExpectedSignature = 0x64616568;  // "head"
+    static constexpr std::uint64_t FirstPosition = 65536;
+    static constexpr std::uint64_t SecondPosition = 131072;
+
+    CLittleEndian32 Signature;
+    CLittleEndian32 Checksum;
+    CLittleEndian64 SequenceNumber;
+    CGuidOnDisk FileWriteGuid;
+    CGuidOnDisk DataWriteGuid;
+    CGuidOnDisk LogGuid;
+    CLittleEndian16 LogVersion;
+    CLittleEndian16 Version;
+    CLittleEndian32 LogLength;
+    CLittleEndian64 LogOffset;
+    unsigned char Reserved[4016];
+};
+static_assert(sizeof(VHDX_HEADER) == 4096);
+static_assert(offsetof(VHDX_HEADER, Signature) == 0);
+static_assert(offsetof(VHDX_HEADER, SequenceNumber) == 8);
+static_assert(offsetof(VHDX_HEADER, LogGuid) == 48);
+static_assert(offsetof(VHDX_HEADER, LogLength) == 68);
+static_assert(offsetof(VHDX_HEADER, LogOffset) == 72);
+
+/// Two copies, at 192 KiB and 256 KiB. The entries follow directly.
+struct VHDX_REGION_TABLE_HEADER {
+    static constexpr std::uint32_t ExpectedSignature = 0x69676572;  // "regi"
+    static constexpr std::uint64_t FirstPosition = 196608;
+    static constexpr std::uint64_t SecondPosition = 262144;
+
+    CLittleEndian32 Signature;
+    CLittleEndian32 Checksum;
+    CLittleEndian32 EntryCount;
+    CLittleEndian32 Reserved;
+};
+static_assert(sizeof(VHDX_REGION_TABLE_HEADER) == 16);
+static_assert(offsetof(VHDX_REGION_TABLE_HEADER, Signature) == 0);
+static_assert(offsetof(VHDX_REGION_TABLE_HEADER, EntryCount) == 8);
+
+struct VHDX_REGION_TABLE_ENTRY {
+    static constexpr std::uint32_t RequiredBit = 1;
+
+    CGuidOnDisk Guid;
+    CLittleEndian64 FileOffset;
+    CLittleEndian32 Length;
+    CLittleEndian32 Required;
+};
+static_assert(sizeof(VHDX_REGION_TABLE_ENTRY) == 32);
+static_assert(offsetof(VHDX_REGION_TABLE_ENTRY, Guid) == 0);
+static_assert(offsetof(VHDX_REGION_TABLE_ENTRY, FileOffset) == 16);
+static_assert(offsetof(VHDX_REGION_TABLE_ENTRY, Length) == 24);
+static_assert(offsetof(VHDX_REGION_TABLE_ENTRY, Required) == 28);
+
+/// The first log entry's header as it is traced. From offset 24 on the layout is wider than the
+/// published one, deliberately: the values are only shown and never acted upon.
+struct VHDX_LOG_ENTRY_HEADER {
+    CLittleEndian32 Signature;
+    CLittleEndian32 Checksum;
+    CLittleEndian32 EntryLength;
+    CLittleEndian32 Tail;
+    CLittleEndian64 SequenceNumber;
+    CLittleEndian64 DescriptorCount;
+    CLittleEndian32 Reserved;
+    CGuidOnDisk LogGuid;
+    CLittleEndian64 FlushedFileOffset;
+    CLittleEndian64 LastFileOffset;
+};
+static_assert(sizeof(VHDX_LOG_ENTRY_HEADER) == 68);
+static_assert(offsetof(VHDX_LOG_ENTRY_HEADER, EntryLength) == 8);
+static_assert(offsetof(VHDX_LOG_ENTRY_HEADER, SequenceNumber) == 16);
+static_assert(offsetof(VHDX_LOG_ENTRY_HEADER, DescriptorCount) == 24);
+static_assert(offsetof(VHDX_LOG_ENTRY_HEADER, LogGuid) == 36);
+
+/// Start of the metadata region. The entries follow directly.
+struct VHDX_METADATA_TABLE_HEADER {
+    static constexpr std::uint64_t ExpectedSignature = 0x617461646174656D;  // "metadata"
+
+    CLittleEndian64 Signature;
+    CLittleEndian16 Reserved;
+    CLittleEndian16 EntryCount;
+    unsigned char Reserved2[20];
+};
+static_assert(sizeof(VHDX_METADATA_TABLE_HEADER) == 32);
+static_assert(offsetof(VHDX_METADATA_TABLE_HEADER, Signature) == 0);
+static_assert(offsetof(VHDX_METADATA_TABLE_HEADER, EntryCount) == 10);
+
+struct VHDX_METADATA_TABLE_ENTRY {
+    static constexpr std::uint32_t IsVirtualDiskBit = 2;
+    static constexpr std::uint32_t IsRequiredBit = 4;
+
+    CGuidOnDisk ItemId;
+    CLittleEndian32 Offset;
+    CLittleEndian32 Length;
+    CLittleEndian32 Flags;
+    CLittleEndian32 Reserved;
+};
+static_assert(sizeof(VHDX_METADATA_TABLE_ENTRY) == 32);
+static_assert(offsetof(VHDX_METADATA_TABLE_ENTRY, ItemId) == 0);
+static_assert(offsetof(VHDX_METADATA_TABLE_ENTRY, Offset) == 16);
+static_assert(offsetof(VHDX_METADATA_TABLE_ENTRY, Length) == 20);
+static_assert(offsetof(VHDX_METADATA_TABLE_ENTRY, Flags) == 24);
+
+struct VHDX_FILE_PARAMETERS {
+    static constexpr std::uint32_t LeaveBlocksAllocatedBit = 1;
+    static constexpr std::uint32_t HasParentBit = 2;
+
+    CLittleEndian32 BlockSize;
+    CLittleEndian32 Flags;
+};
+static_assert(sizeof(VHDX_FILE_PARAMETERS) == 8);
+static_assert(offsetof(VHDX_FILE_PARAMETERS, BlockSize) == 0);
+static_assert(offsetof(VHDX_FILE_PARAMETERS, Flags) == 4);
+
+struct VHDX_VIRTUAL_DISK_SIZE {
+    CLittleEndian64 VirtualDiskSize;
+};
+static_assert(sizeof(VHDX_VIRTUAL_DISK_SIZE) == 8);
+
+struct VHDX_PAGE83_DATA {
+    CGuidOnDisk Page83Data;
+};
+static_assert(sizeof(VHDX_PAGE83_DATA) == 16);
+
+/// The logical and the physical sector size item.
+struct VHDX_SECTOR_SIZE {
+    CLittleEndian32 SectorSize;
+};
+static_assert(sizeof(VHDX_SECTOR_SIZE) == 4);
+
+/// Start of the parent locator item. The entries follow directly.
+struct VHDX_PARENT_LOCATOR_HEADER {
+    CGuidOnDisk LocatorType;
+    CLittleEndian16 Reserved;
+    CLittleEndian16 KeyValueCount;
+};
+static_assert(sizeof(VHDX_PARENT_LOCATOR_HEADER) == 20);
+static_assert(offsetof(VHDX_PARENT_LOCATOR_HEADER, LocatorType) == 0);
+static_assert(offsetof(VHDX_PARENT_LOCATOR_HEADER, KeyValueCount) == 18);
+
+/// Offsets are relative to the start of the item, lengths in bytes of UTF-16LE text.
+struct VHDX_PARENT_LOCATOR_ENTRY {
+    CLittleEndian32 KeyOffset;
+    CLittleEndian32 ValueOffset;
+    CLittleEndian16 KeyLength;
+    CLittleEndian16 ValueLength;
+};
+static_assert(sizeof(VHDX_PARENT_LOCATOR_ENTRY) == 12);
+static_assert(offsetof(VHDX_PARENT_LOCATOR_ENTRY, KeyOffset) == 0);
+static_assert(offsetof(VHDX_PARENT_LOCATOR_ENTRY, ValueOffset) == 4);
+static_assert(offsetof(VHDX_PARENT_LOCATOR_ENTRY, KeyLength) == 8);
+static_assert(offsetof(VHDX_PARENT_LOCATOR_ENTRY, ValueLength) == 10);
+
+}  // namespace NFormat
+}  // namespace NVHDX
+
+#endif
