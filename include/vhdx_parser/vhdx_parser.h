@@ -12,5 +12,6 @@
 #include <vhdx_parser/guid.h>
 #include <vhdx_parser/metadata.h>
 #include <vhdx_parser/platform.h>
+#include <vhdx_parser/sector_bitmap.h>
 
 #endif
