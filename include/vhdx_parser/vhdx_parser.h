@@ -4,6 +4,7 @@
 /// The whole exported interface.
 
 #include <vhdx_parser/accessor.h>
+#include <vhdx_parser/block_iteration.h>
 #include <vhdx_parser/block_model.h>
 #include <vhdx_parser/byte_stream.h>
 #include <vhdx_parser/debug_trace.h>
@@ -11,6 +12,7 @@
 #include <vhdx_parser/file_system.h>
 #include <vhdx_parser/guid.h>
 #include <vhdx_parser/metadata.h>
+#include <vhdx_parser/payload_data.h>
 #include <vhdx_parser/platform.h>
 #include <vhdx_parser/sector_bitmap.h>
 
