@@ -1,0 +1,61 @@
+#ifndef VHDX_PARSER_SNAPSHOT_CHAIN_H
+#define VHDX_PARSER_SNAPSHOT_CHAIN_H
+
+/// Chains of a base disk and its differencing disks, found in a folder.
+
+#include <cstdint>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <vhdx_parser/accessor.h>
+#include <vhdx_parser/byte_stream.h>
+
+namespace NVHDX {
+
+/// One opened disk file, always held through `std::shared_ptr`. The file stays open for the
+/// object's lifetime. The stream belongs to one thread at a time.
+template <class TChar>
+struct CFileObject {
+    /// Folder, separator and name, as the file was opened; empty until it was.
+    std::shared_ptr<std::basic_string<TChar>> path;
+    std::basic_ifstream<unsigned char> stream;
+    CAccessor accessor;
+    std::uint64_t size = 0xFFFFFFFFFFFFFFFF;  ///< bytes; all ones until the file was opened
+
+    /// Opens the file and its container. The library's own step while it builds a chain; hosts get
+    /// files that are open already, and the shared library does not show it.
+    [[nodiscard]] bool Open(std::shared_ptr<std::basic_string<TChar>> pathToOpen);
+};
+
+namespace NSnapshotCircuit {
+
+/// One chain. `TFile` is `std::shared_ptr<CFileObject<TChar>>`.
+template <class TFile>
+struct CSource {
+    TFile base;                    ///< the disk without parent
+    std::vector<TFile> snapshots;  ///< its differencing disks, newest first
+};
+
+namespace NBuilder {
+
+/// Opens every file of `folder` whose extension is exactly "vhdx" or "avhdx", links each
+/// differencing disk to the file that its parent locator's "relative_path" (".\" and a file name)
+/// names, and appends one chain for each base disk to `sources`, in the order of the file names.
+///
+/// False, with `sources` unchanged, when the folder cannot be read or holds no disk, when any of
+/// its disks cannot be opened, or when a parent is missing. Does not return when a differencing
+/// disk can never be attached: two disks with one parent, a cycle, or a parent that is not its
+/// chain's tip.
+[[nodiscard]] VHDX_PARSER_API bool DoIt(
+    std::vector<CSource<std::shared_ptr<CFileObject<char>>>>& sources, const std::string& folder);
+[[nodiscard]] VHDX_PARSER_API bool DoIt(
+    std::vector<CSource<std::shared_ptr<CFileObject<wchar_t>>>>& sources,
+    const std::wstring& folder);
+
+}  // namespace NBuilder
+}  // namespace NSnapshotCircuit
+}  // namespace NVHDX
+
+#endif

@@ -1,0 +1,182 @@
+#ifndef VHDX_PARSER_TESTS_CHAIN_DIFFERENCING_MODEL_H
+#define VHDX_PARSER_TESTS_CHAIN_DIFFERENCING_MODEL_H
+
+/// Prepared chains built by hand, and a merge that answers sector by sector, straight from the
+/// description.
+
+#include <cstdint>
+#include <initializer_list>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <vhdx_parser/differencing_merge.h>
+
+namespace NTest {
+
+inline constexpr std::uint64_t noOffset = 0xFFFFFFFFFFFFFFFF;
+inline constexpr std::uint64_t sectorsPerChunk = 8388608;
+
+template <class TChar>
+std::basic_string<TChar> Text(const char* text) {
+    return std::basic_string<TChar>(text, text + std::char_traits<char>::length(text));
+}
+
+/// A file of a chain with these chunks of payload blocks.
+template <class TChar>
+NVHDX::NDifferencingVirtualMerge::CFileData<TChar> MakeFile(
+    const char* name, std::uint64_t blockSize, std::uint32_t sectorSize,
+    const std::vector<std::vector<NVHDX::CPayloadBlock>>& chunks) {
+    NVHDX::NDifferencingVirtualMerge::CFileData<TChar> file;
+    file.path = std::make_shared<std::basic_string<TChar>>(Text<TChar>(name));
+    file.parameters.payloadblksz = static_cast<std::uint32_t>(blockSize);
+    file.parameters.logsectsz = static_cast<std::uint16_t>(sectorSize);
+    file.blocks.ratio = blockSize == 0 ? 0 : sectorSize * sectorsPerChunk / blockSize;
+    file.blocks.chunks.resize(chunks.size());
+    for (std::size_t i = 0; i < chunks.size(); ++i) {
+        for (const NVHDX::CPayloadBlock& block : chunks[i]) {
+            file.blocks.chunks[i].InitPayloadBlock(block.state, block.offset);
+        }
+    }
+    return file;
+}
+
+/// A bitmap in which these sectors are set, the first one of a byte in its top bit.
+inline std::shared_ptr<NVHDX::CSectorBitmap> MakeBitmap(
+    std::initializer_list<std::uint64_t> sectors) {
+    auto bitmap = std::make_shared<NVHDX::CSectorBitmap>();
+    bitmap->bits.fill(0);
+    for (const std::uint64_t sector : sectors) {
+        bitmap->bits[sector / 8] =
+            static_cast<unsigned char>(bitmap->bits[sector / 8] | (0x80 >> (sector % 8)));
+    }
+    return bitmap;
+}
+
+/// Rebuilds the index of the base disk's fully present blocks.
+template <class TChar>
+void IndexBase(NVHDX::NDifferencingVirtualMerge::CFileDataCircuit<TChar>& circuit) {
+    circuit.baseBlocksByOffset.clear();
+    const auto& chunks = circuit.base.blocks.chunks;
+    for (std::uint64_t chunk = 0; chunk < chunks.size(); ++chunk) {
+        for (std::uint64_t i = 0; i < chunks[chunk].getCount(); ++i) {
+            const NVHDX::CPayloadBlock* const block = chunks[chunk].GetPayloadBlock(i);
+            if (block != nullptr && block->state == NVHDX::CPayloadBlock::FullyPresent) {
+                circuit.baseBlocksByOffset[block->offset] = {chunk, i};
+            }
+        }
+    }
+}
+
+/// One call of the callback.
+template <class TChar>
+struct CRun {
+    std::uint64_t baseOffset;
+    std::basic_string<TChar> path;
+    std::uint64_t offset;
+    std::uint64_t length;
+
+    friend bool operator==(const CRun&, const CRun&) = default;
+    friend std::ostream& operator<<(std::ostream& out, const CRun& run) {
+        return out << "base " << run.baseOffset << " file "
+                   << std::string(run.path.begin(), run.path.end()) << " at " << run.offset
+                   << " length " << run.length;
+    }
+};
+
+/// Where a sector lies in one file; empty when the file does not hold it.
+template <class TChar>
+std::optional<std::uint64_t> LocateNaively(
+    const NVHDX::NDifferencingVirtualMerge::CFileData<TChar>& file, std::uint64_t chunkIndex,
+    std::uint32_t sector) {
+    if (chunkIndex >= file.blocks.chunks.size() || file.parameters.payloadblksz == 0) {
+        return std::nullopt;
+    }
+    const std::uint32_t byte = std::uint32_t{file.parameters.logsectsz} * sector;
+    const std::uint32_t number = byte / file.parameters.payloadblksz;
+    const NVHDX::CBlockChunk& chunk = file.blocks.chunks[chunkIndex];
+    const NVHDX::CPayloadBlock* const block = chunk.GetPayloadBlock(number);
+    if (block == nullptr) {
+        return std::nullopt;
+    }
+    if (block->state == NVHDX::CPayloadBlock::PartiallyPresent) {
+        if (chunk.getSectorBitmap() == nullptr) {
+            return std::nullopt;
+        }
+        if (sector / 8 >= 1048576) {
+            throw std::out_of_range("invalid array<T, N> subscript");
+        }
+        const unsigned char bits = chunk.getSectorBitmap()->bits[sector / 8];
+        if ((bits & (0x80 >> (sector % 8))) == 0) {
+            return std::nullopt;
+        }
+    }
+    return (block->offset << 20) + byte - number * file.parameters.payloadblksz;
+}
+
+template <class TChar>
+std::vector<CRun<TChar>> EnumerateNaively(
+    const NVHDX::NDifferencingVirtualMerge::CFileDataCircuit<TChar>& circuit) {
+    std::vector<CRun<TChar>> runs;
+    for (std::uint64_t chunk = 0; chunk < circuit.base.blocks.chunks.size(); ++chunk) {
+        for (const auto& file : circuit.differencing) {
+            std::optional<CRun<TChar>> open;
+            const auto report = [&] {
+                runs.push_back(*open);
+                open.reset();
+            };
+            for (std::uint32_t sector = 0; sector < sectorsPerChunk; ++sector) {
+                const std::optional<std::uint64_t> offset = LocateNaively(file, chunk, sector);
+                if (!offset) {
+                    if (open) {
+                        report();
+                    }
+                    continue;
+                }
+                bool contiguous = true;
+                if (!open) {
+                    const auto base = LocateNaively(circuit.base, chunk, sector);
+                    open = {base.value_or(noOffset), *file.path, *offset, 0};
+                } else {
+                    contiguous = *offset == open->offset + open->length;
+                }
+                open->length += file.parameters.logsectsz;
+                if (!contiguous || sector == sectorsPerChunk - 1) {
+                    report();
+                }
+            }
+        }
+    }
+    return runs;
+}
+
+/// Appends the records from sector `first` up to `end` - 1 of a chunk.
+template <class TChar>
+void AnswerNaively(
+    std::vector<NVHDX::NDifferencingVirtualMerge::CGetDifferentialResult<TChar>>& records,
+    const NVHDX::NDifferencingVirtualMerge::CFileDataCircuit<TChar>& circuit, std::uint64_t chunk,
+    std::uint32_t first, std::uint32_t end, std::uint64_t length) {
+    const std::uint64_t sectorSize = circuit.base.parameters.logsectsz;
+    for (std::uint32_t sector = first; sector < end; ++sector) {
+        NVHDX::NDifferencingVirtualMerge::CGetDifferentialResult<TChar> record;
+        for (const auto& file : circuit.differencing) {
+            const std::optional<std::uint64_t> offset = LocateNaively(file, chunk, sector);
+            if (offset) {
+                record.found = true;
+                record.path = file.path;
+                record.offset = *offset;
+                break;
+            }
+        }
+        record.length = length < sectorSize ? length : sectorSize;
+        records.push_back(record);
+        length -= sectorSize;
+    }
+}
+
+}  // namespace NTest
+
+#endif

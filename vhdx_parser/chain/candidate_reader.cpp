@@ -1,0 +1,109 @@
+#include "vhdx_parser/chain/candidate_reader.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include <vhdx_parser/file_system.h>
+
+#include "vhdx_parser/foundation/path.h"
+#include "vhdx_parser/foundation/trace.h"
+
+namespace NVHDX {
+namespace {
+
+bool Fail(const char* cause) {
+    NDebugTrace::Trace(NDebugTrace::levelFailure, cause);
+    return false;
+}
+
+/// Null, with the file closed, when it cannot be opened as a disk.
+template <class TChar>
+std::shared_ptr<CFileObject<TChar>> OpenDisk(std::basic_string<TChar> path) {
+    auto file = std::make_shared<CFileObject<TChar>>();
+    if (!file->Open(std::make_shared<std::basic_string<TChar>>(std::move(path)))) {
+        return nullptr;
+    }
+    return file;
+}
+
+/// Names in the folder are compared as they are on disk. A narrow name keeps the low byte of each
+/// character, with no regard to code pages (deliberately).
+template <class TChar>
+std::basic_string<TChar> NameFromLocator(std::wstring_view name) {
+    std::basic_string<TChar> converted(name.size(), TChar());
+    std::transform(name.begin(), name.end(), converted.begin(),
+                   [](wchar_t character) { return static_cast<TChar>(character); });
+    return converted;
+}
+
+/// Takes the parent's file name from a relative path of the form ".\name".
+template <class TChar>
+bool ParseRelativePath(std::basic_string<TChar>& parentName, const std::wstring& relativePath) {
+    if (relativePath.size() < 2) {
+        return Fail("ID length < 2");
+    }
+    if (relativePath[0] != L'.' || relativePath[1] != L'\\') {
+        return Fail("symble error");
+    }
+    parentName = NameFromLocator<TChar>(std::wstring_view(relativePath).substr(2));
+    return true;
+}
+
+/// A locator without a relative path fails without a line.
+template <class TChar>
+bool ReadParentName(std::basic_string<TChar>& parentName, const NMetadata::CParent& parent) {
+    const auto entry = parent.entries.find(NMetadata::CParent::formatRelativePath);
+    return entry != parent.entries.end() && ParseRelativePath(parentName, entry->second.value);
+}
+
+template <class TChar>
+bool HasDiskExtension(const std::basic_string<TChar>& name) {
+    static const TChar differencing[] = {'a', 'v', 'h', 'd', 'x', 0};
+    static const TChar base[] = {'v', 'h', 'd', 'x', 0};
+    std::basic_string<TChar> extension;
+    return NSystem::ExtractFileExt(extension, name) &&
+           (extension == differencing || extension == base);
+}
+
+}  // namespace
+
+template <class TChar>
+bool ReadCandidate(std::vector<CChainCandidate<TChar>>& candidates, std::basic_string<TChar> path) {
+    CChainCandidate<TChar> candidate;
+    if (!NSystem::ExtractFileFolderAndName(nullptr, &candidate.name, path)) {
+        return Fail("extraction error");
+    }
+    candidate.file = OpenDisk(std::move(path));
+    if (!candidate.file) {
+        return Fail("opening file error");
+    }
+    NMetadata::CParent parent;
+    if (!candidate.file->accessor.Retrieve(parent, candidate.file->stream)) {
+        return Fail("retriving error");
+    }
+    candidate.differencing = parent.present;
+    if (candidate.differencing && !ReadParentName(candidate.parentName, parent)) {
+        return false;
+    }
+    candidates.push_back(std::move(candidate));
+    return true;
+}
+
+template <class TChar>
+bool ReadCandidates(std::vector<CChainCandidate<TChar>>& candidates,
+                    const std::basic_string<TChar>& folder) {
+    return NSystem::for_each_item_in_folder(
+        folder, nullptr,
+        [&](bool&, bool isFolder, std::basic_string<TChar>& name, const NSystem::CFileAttributes&) {
+            return isFolder || !HasDiskExtension(name) ||
+                   ReadCandidate(candidates, NPath::Join(folder, name));
+        });
+}
+
+template bool ReadCandidate(std::vector<CChainCandidate<char>>&, std::string);
+template bool ReadCandidate(std::vector<CChainCandidate<wchar_t>>&, std::wstring);
+template bool ReadCandidates(std::vector<CChainCandidate<char>>&, const std::string&);
+template bool ReadCandidates(std::vector<CChainCandidate<wchar_t>>&, const std::wstring&);
+
+}  // namespace NVHDX
