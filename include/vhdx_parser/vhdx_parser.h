@@ -17,5 +17,6 @@
 #include <vhdx_parser/platform.h>
 #include <vhdx_parser/sector_bitmap.h>
 #include <vhdx_parser/snapshot_chain.h>
+#include <vhdx_parser/xml_persistence.h>
 
 #endif
