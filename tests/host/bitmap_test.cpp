@@ -1,0 +1,67 @@
+#include <gtest/gtest.h>
+
+#include "host/bitmap_cache.h"
+#include "host/bitmap_run.h"
+#include "tests/support/bytes.h"
+
+namespace NTest {
+namespace {
+
+using NVHDXHost::CBitmapCache;
+using NVHDXHost::EndOfRun;
+using NVHDXHost::IsSectorPresent;
+
+TEST(BitmapRun, TheFirstSectorIsTheLowestBit) {
+    const CBytes bitmap = {0x01, 0x80};
+    EXPECT_TRUE(IsSectorPresent(bitmap, 0));
+    EXPECT_FALSE(IsSectorPresent(bitmap, 7));
+    EXPECT_TRUE(IsSectorPresent(bitmap, 15));
+}
+
+/// Bit by bit.
+std::uint64_t SlowEndOfRun(const CBytes& bitmap, std::uint64_t sector, std::uint64_t end) {
+    std::uint64_t at = sector + 1;
+    while (at < end && IsSectorPresent(bitmap, at) == IsSectorPresent(bitmap, sector)) {
+        ++at;
+    }
+    return at;
+}
+
+TEST(BitmapRun, EndsWhereTheBitsChange) {
+    for (const std::uint64_t change : {1u, 7u, 8u, 63u, 64u, 65u, 127u, 128u, 190u}) {
+        CBytes bitmap(25, 0xFF);
+        for (std::uint64_t bit = change; bit < 200; ++bit) {
+            bitmap[bit / 8] = static_cast<unsigned char>(bitmap[bit / 8] & ~(1u << bit % 8));
+        }
+        for (std::uint64_t sector = 0; sector < 200; ++sector) {
+            for (const std::uint64_t end :
+                 {sector + 1, (sector + 200) / 2 + 1, std::uint64_t{200}}) {
+                ASSERT_EQ(EndOfRun(bitmap, sector, end), SlowEndOfRun(bitmap, sector, end))
+                    << change << " " << sector << " " << end;
+            }
+        }
+    }
+}
+
+TEST(BitmapCache, KeepsWhatWasUsedLast) {
+    CBitmapCache cache(2);
+    cache.Add(0, 0)[0] = 1;
+    cache.Add(1, 0)[0] = 2;
+    ASSERT_NE(cache.Find(0, 0), nullptr);
+    cache.Add(0, 16384)[0] = 3;
+    EXPECT_EQ(cache.Count(), 2u);
+    EXPECT_EQ(cache.Find(1, 0), nullptr);
+    EXPECT_EQ((*cache.Find(0, 0))[0], 1);
+    EXPECT_EQ((*cache.Find(0, 16384))[0], 3);
+}
+
+TEST(BitmapCache, APieceCanBeTakenBack) {
+    CBitmapCache cache(2);
+    (void)cache.Add(0, 0);
+    cache.Remove(0, 0);
+    EXPECT_EQ(cache.Find(0, 0), nullptr);
+    EXPECT_EQ(cache.Count(), 0u);
+}
+
+}  // namespace
+}  // namespace NTest

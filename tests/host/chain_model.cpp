@@ -1,0 +1,112 @@
+#include "tests/host/chain_model.h"
+
+#include <algorithm>
+
+namespace NTest {
+namespace {
+
+std::string LinkageOf(std::size_t disk) {
+    std::string digits = std::to_string(disk);
+    digits.insert(0, 12 - digits.size(), '0');
+    return "{6e4d5f00-1000-4a00-8000-" + digits + "}";
+}
+
+std::u16string Wide(const std::string& text) {
+    return std::u16string(text.begin(), text.end());
+}
+
+}  // namespace
+
+CDiskShape& CDiskShape::Size(std::uint64_t bytes) {
+    size = bytes;
+    return *this;
+}
+
+CDiskShape& CDiskShape::BlockSize(std::uint64_t bytes) {
+    blockSize = bytes;
+    return *this;
+}
+
+CDiskShape& CDiskShape::SectorSize(std::uint32_t bytes) {
+    sectorSize = bytes;
+    return *this;
+}
+
+std::string CChainModel::Name(std::size_t disk) {
+    return std::to_string(disk) + (disk == 0 ? ".vhdx" : ".avhdx");
+}
+
+std::u16string CChainModel::LinkageText(std::size_t disk) {
+    return Wide(LinkageOf(disk));
+}
+
+CChainModel& CChainModel::AddDisk(const CDiskShape& shape) {
+    const std::size_t disk = m_disks.size();
+    CImageBuilder builder;
+    builder.BlockSize(shape.blockSize).SectorSize(shape.sectorSize).VirtualSize(shape.size);
+    builder.DataWriteGuid(Guid(LinkageOf(disk)));
+    if (disk != 0) {
+        builder.Differencing().ParentLocator({{u"parent_linkage", LinkageText(disk - 1)},
+                                              {u"relative_path", u".\\" + Wide(Name(disk - 1))}});
+    }
+    m_disks.push_back({shape, builder, {}});
+    m_content.resize(static_cast<std::size_t>(shape.size));
+    return *this;
+}
+
+std::uint64_t CChainModel::BlockCount() const {
+    return (Shape().size + Shape().blockSize - 1) / Shape().blockSize;
+}
+
+CChainModel& CChainModel::Present(std::uint64_t block, std::uint64_t seed) {
+    const std::uint64_t size = Shape().blockSize;
+    Builder().AllocateData(block, seed);
+    SetContent(block * size, size, Pattern(seed, block * size, size));
+    return *this;
+}
+
+CChainModel& CChainModel::Partial(std::uint64_t block, std::uint64_t seed,
+                                  const std::set<std::uint64_t>& sectors) {
+    const std::uint64_t size = Shape().blockSize;
+    const std::uint64_t sectorSize = Shape().sectorSize;
+    Builder().AllocatePartialData(block, seed);
+    for (const std::uint64_t sector : sectors) {
+        const std::uint64_t offset = block * size + sector * sectorSize;
+        SetContent(offset, sectorSize, Pattern(seed, offset, sectorSize));
+        // The first sector of a chunk is the lowest bit of its bitmap's first byte.
+        const std::uint64_t diskSector = offset / sectorSize;
+        CBytes& bitmap = m_disks.back().bitmaps[diskSector / 8388608];
+        bitmap.resize(1048576);
+        bitmap[static_cast<std::size_t>(diskSector % 8388608 / 8)] |=
+            static_cast<unsigned char>(1u << diskSector % 8);
+    }
+    m_disks.back().bitmaps[block * size / sectorSize / 8388608].resize(1048576);
+    return *this;
+}
+
+CChainModel& CChainModel::Empty(std::uint64_t block, EEmpty state, bool withSpace) {
+    const std::uint64_t size = Shape().blockSize;
+    Builder().PayloadBlock(block, state, withSpace ? 2 : 0);
+    SetContent(block * size, size, CBytes(static_cast<std::size_t>(size)));
+    return *this;
+}
+
+/// What lies past the end of the disk is no content.
+void CChainModel::SetContent(std::uint64_t begin, std::uint64_t length, const CBytes& bytes) {
+    const std::uint64_t end = std::min<std::uint64_t>(begin + length, m_content.size());
+    for (std::uint64_t at = begin; at < end; ++at) {
+        m_content[static_cast<std::size_t>(at)] = bytes[static_cast<std::size_t>(at - begin)];
+    }
+}
+
+void CChainModel::WriteTo(const std::filesystem::path& folder) const {
+    for (std::size_t disk = 0; disk < m_disks.size(); ++disk) {
+        CImageBuilder builder = m_disks[disk].builder;
+        for (const auto& [chunk, bitmap] : m_disks[disk].bitmaps) {
+            builder.AllocateSectorBitmap(chunk, bitmap);
+        }
+        builder.Build().WriteTo(folder / Name(disk));
+    }
+}
+
+}  // namespace NTest

@@ -1,0 +1,86 @@
+#ifndef VHDX_PARSER_TESTS_HOST_CHECK_RESULT_H
+#define VHDX_PARSER_TESTS_HOST_CHECK_RESULT_H
+
+/// What a check finds in a disk that a test built.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "host/disk_check.h"
+#include "tests/support/image_builder.h"
+#include "tests/support/temporary_folder.h"
+
+namespace NTest {
+
+struct CCheckResult {
+    bool checked = false;
+    std::string error;
+    std::vector<NVHDXHost::CCheckFinding> findings;
+
+    std::vector<std::string> Kinds() const {
+        std::vector<std::string> kinds;
+        for (const auto& finding : findings) {
+            kinds.push_back(finding.kind);
+        }
+        return kinds;
+    }
+    /// "kind at where: text"
+    std::vector<std::string> Lines() const {
+        std::vector<std::string> lines;
+        for (const auto& finding : findings) {
+            std::string line = finding.kind;
+            lines.push_back(line.append(" at ").append(finding.where));
+        }
+        return lines;
+    }
+};
+
+inline CCheckResult CheckFileAt(
+    const std::filesystem::path& path,
+    NVHDXHost::CReplayStream::EMode mode = NVHDXHost::CReplayStream::replayLog) {
+    CCheckResult result;
+    result.checked = NVHDXHost::CheckDisk(
+        path, mode,
+        [&](const NVHDXHost::CCheckFinding& finding) { result.findings.push_back(finding); },
+        result.error);
+    return result;
+}
+
+inline CCheckResult CheckFolderAt(const std::filesystem::path& path) {
+    CCheckResult result;
+    result.checked = NVHDXHost::CheckFolder(
+        path, NVHDXHost::CReplayStream::replayLog,
+        [&](const NVHDXHost::CCheckFinding& finding) { result.findings.push_back(finding); },
+        result.error);
+    return result;
+}
+
+inline CCheckResult Check(const CSparseImage& image) {
+    const CTemporaryFolder folder;
+    image.WriteTo(folder / "disk.vhdx");
+    const CCheckResult result = CheckFileAt(folder / "disk.vhdx");
+    EXPECT_TRUE(result.checked) << result.error;
+    return result;
+}
+
+/// The findings of one disk: "kind at where".
+inline std::vector<std::string> Findings(const CImageBuilder& builder) {
+    return Check(builder.Build()).Lines();
+}
+
+/// The same for a differencing disk whose parent stands beside it.
+inline std::vector<std::string> ChildFindings(const CImageBuilder& builder) {
+    const CTemporaryFolder folder;
+    CImageBuilder().Build().WriteTo(folder / "parent.vhdx");
+    builder.Build().WriteTo(folder / "disk.avhdx");
+    const CCheckResult result = CheckFileAt(folder / "disk.avhdx");
+    EXPECT_TRUE(result.checked) << result.error;
+    return result.Lines();
+}
+
+}  // namespace NTest
+
+#endif

@@ -1,0 +1,118 @@
+#include "tests/host/check_result.h"
+
+namespace NTest {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+CImageBuilder WithItem(const CGuid& guid, const std::function<void(CMetadataItem&)>& edit) {
+    return CImageBuilder().EditMetadata(
+        [guid, edit](CMetadataTable& table) { edit(table.Find(guid)); });
+}
+
+std::string At(const std::string& kind, const CGuid& guid) {
+    return kind + " at offset " + std::to_string(CImageBuilder().ItemPosition(guid));
+}
+
+TEST(DiskCheckMetadata, FindsATableThatIsNone) {
+    EXPECT_THAT(Findings(CImageBuilder().EditMetadata([](CMetadataTable& t) { t.signature = 0; })),
+                ElementsAre("metadata-signature at offset 2097152"));
+}
+
+TEST(DiskCheckMetadata, FindsMoreEntriesThanTheTableHasRoomFor) {
+    EXPECT_THAT(
+        Findings(CImageBuilder().EditMetadata([](CMetadataTable& t) { t.entryCount = 2048; })),
+        ElementsAre("metadata-count at offset 2097152"));
+}
+
+TEST(DiskCheckMetadata, FindsEachRequiredItemThatIsMissing) {
+    for (const CGuid& guid : {NGuid::fileParameters, NGuid::virtualDiskSize, NGuid::page83Data,
+                              NGuid::logicalSectorSize, NGuid::physicalSectorSize}) {
+        EXPECT_THAT(Findings(CImageBuilder().EditMetadata(
+                        [guid](CMetadataTable& table) { table.Remove(guid); })),
+                    ElementsAre("item-missing at offset 2097152"));
+    }
+}
+
+TEST(DiskCheckMetadata, FindsAnUnknownItemOnlyWhereItIsRequired) {
+    const auto with = [](std::uint32_t flags) {
+        return CImageBuilder().EditMetadata([flags](CMetadataTable& table) {
+            CMetadataItem item;
+            item.guid = NGuid::unknown;
+            item.payload = CBytes(4);
+            item.flags = flags;
+            table.items.push_back(item);
+        });
+    };
+    EXPECT_THAT(Check(with(CMetadataItem::isRequired).Build()).Kinds(),
+                ElementsAre("item-unknown"));
+    EXPECT_THAT(Findings(with(0)), IsEmpty());
+}
+
+TEST(DiskCheckMetadata, FindsAnItemOutsideItsRegion) {
+    const auto at = [](std::uint32_t offset) {
+        return WithItem(NGuid::page83Data, [offset](CMetadataItem& item) { item.offset = offset; });
+    };
+    EXPECT_THAT(Findings(at(1024)), Contains("item-misplaced at offset 2098176"));
+    EXPECT_THAT(Findings(at(MiB - 15)), Contains("item-misplaced at offset 3145713"));
+    EXPECT_THAT(Findings(at(MiB - 16)), IsEmpty());
+}
+
+TEST(DiskCheckMetadata, FindsAnItemOfTheWrongLength) {
+    EXPECT_THAT(
+        Findings(WithItem(NGuid::physicalSectorSize, [](CMetadataItem& item) { item.length = 8; })),
+        ElementsAre(At("item-length", NGuid::physicalSectorSize)));
+}
+
+TEST(DiskCheckMetadata, FindsItemsThatOverlapOrStandThereTwice) {
+    const auto position =
+        static_cast<std::uint32_t>(CImageBuilder().ItemPosition(NGuid::page83Data) - 2 * MiB);
+    const CImageBuilder disk = CImageBuilder().EditMetadata([position](CMetadataTable& table) {
+        CMetadataItem item = table.Find(NGuid::page83Data);
+        item.offset = position;
+        table.items.push_back(item);
+    });
+    EXPECT_THAT(Findings(disk), ElementsAre(At("item-duplicate", NGuid::page83Data),
+                                            At("item-overlap", NGuid::page83Data)));
+}
+
+TEST(DiskCheckMetadata, WantsBlocksOfAPowerOfTwoFrom1To256Mebibytes) {
+    for (const std::uint64_t size : {std::uint64_t{0}, 512 * KiB, 3 * MiB, 512 * MiB}) {
+        EXPECT_THAT(Findings(CImageBuilder().BlockSize(size)),
+                    ElementsAre(At("block-size", NGuid::fileParameters)))
+            << size;
+    }
+    for (const std::uint64_t size : {MiB, 2 * MiB, 256 * MiB}) {
+        EXPECT_THAT(Findings(CImageBuilder().BlockSize(size)), IsEmpty()) << size;
+    }
+}
+
+TEST(DiskCheckMetadata, WantsSectorsOf512Or4096Bytes) {
+    EXPECT_THAT(Findings(CImageBuilder().SectorSize(1024)),
+                ElementsAre(At("logical-sector-size", NGuid::logicalSectorSize)));
+    EXPECT_THAT(Findings(CImageBuilder().PhysicalSectorSize(0)),
+                ElementsAre(At("physical-sector-size", NGuid::physicalSectorSize)));
+    EXPECT_THAT(Findings(CImageBuilder().SectorSize(4096).PhysicalSectorSize(4096)), IsEmpty());
+}
+
+TEST(DiskCheckMetadata, WantsAWholeNumberOfSectorsAndAtMost64Tebibytes) {
+    for (const std::uint64_t size : {std::uint64_t{0}, 64 * TiB + 512, MiB + 511}) {
+        const CImageBuilder disk = CImageBuilder().EditMetadata([size](CMetadataTable& table) {
+            Put64(table.Find(NGuid::virtualDiskSize).payload, 0, size);
+        });
+        EXPECT_THAT(Findings(disk), Contains(At("virtual-size", NGuid::virtualDiskSize))) << size;
+    }
+}
+
+TEST(DiskCheckMetadata, WantsAParentLocatorExactlyWhereThereIsAParent) {
+    EXPECT_THAT(Findings(CImageBuilder().Differencing().NoParentLocator()),
+                Contains("locator-missing at offset 2097152"));
+    EXPECT_THAT(Check(CImageBuilder().ParentLocator({{u"a", u"b"}}).Build()).Kinds(),
+                Contains("locator-unexpected"));
+}
+
+}  // namespace
+}  // namespace NTest

@@ -1,0 +1,166 @@
+#include <gtest/gtest.h>
+
+#include <vhdx_parser/vhdx_parser.h>
+
+#include "host/replay_stream.h"
+#include "tests/host/log_builder.h"
+#include "tests/support/temporary_folder.h"
+
+namespace NTest {
+namespace {
+
+using NVHDXHost::CReplayResult;
+using NVHDXHost::CReplayStream;
+
+CBytes ReadAll(CReplayStream& stream) {
+    CBytes bytes(static_cast<std::size_t>(stream.Size()));
+    stream.seekg(0);
+    stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    EXPECT_EQ(static_cast<std::size_t>(stream.gcount()), bytes.size());
+    return bytes;
+}
+
+CBytes ReadFile(const std::filesystem::path& path) {
+    CReplayStream stream(path, CReplayStream::asItStands);
+    return ReadAll(stream);
+}
+
+class ReplayStream : public testing::Test {
+protected:
+    std::filesystem::path Write(const CImageBuilder& builder) {
+        builder.Build().WriteTo(m_folder / "disk.vhdx");
+        return m_folder / "disk.vhdx";
+    }
+
+    /// A disk of one block in the file; the log gives a second block its BAT entry.
+    static CImageBuilder DirtyDisk() {
+        CBytes table(4096);
+        Put64(table, 0, 5 * MiB | 6);
+        Put64(table, 8, 4 * MiB | 6);
+        return CImageBuilder()
+            .PayloadBlock(0, 6, 4)
+            .FileSize(5 * MiB)
+            .LogAt(logGuid, MiB, 1048576)
+            .Bytes(4 * MiB, Pattern(1, 0, MiB))
+            .Bytes(MiB, CLogEntryBuilder(1)
+                            .Page(3 * MiB, table)
+                            .Page(5 * MiB + 4096, Pattern(2, 0, 4096))
+                            .Zero(4 * MiB + 8192, 4096)
+                            .FileOffsets(5 * MiB, 6 * MiB)
+                            .Bytes());
+    }
+
+    CTemporaryFolder m_folder;
+};
+
+TEST_F(ReplayStream, ShowsTheFileWithTheLogOnTop) {
+    const auto path = Write(DirtyDisk());
+    const CBytes before = ReadFile(path);
+    CBytes expected = before;
+    expected.resize(6 * MiB);
+    PutBytes(expected, 4 * MiB + 8192, CBytes(4096));
+    PutBytes(expected, 5 * MiB + 4096, Pattern(2, 0, 4096));
+    PutBytes(expected, 3 * MiB, CBytes(4096));
+    Put64(expected, 3 * MiB, 5 * MiB | 6);
+    Put64(expected, 3 * MiB + 8, 4 * MiB | 6);
+
+    CReplayStream stream(path);
+    ASSERT_TRUE(stream.good());
+    EXPECT_EQ(stream.Result().status, CReplayResult::replayed);
+    EXPECT_EQ(stream.Result().entries, 1u);
+    EXPECT_EQ(stream.Size(), 6 * MiB);
+    EXPECT_TRUE(ReadAll(stream) == expected);
+    EXPECT_TRUE(ReadFile(path) == before);
+}
+
+TEST_F(ReplayStream, ReadsTheSameInPiecesOfAnySize) {
+    CReplayStream whole(Write(DirtyDisk()));
+    const CBytes expected = ReadAll(whole);
+    for (const std::size_t piece : {1000u, 4096u, 5000u, 1048576u}) {
+        CReplayStream stream(m_folder / "disk.vhdx");
+        CBytes bytes(expected.size());
+        for (std::size_t at = 0; at < bytes.size(); at += piece) {
+            const std::size_t count = std::min(piece, bytes.size() - at);
+            stream.read(bytes.data() + at, static_cast<std::streamsize>(count));
+        }
+        ASSERT_TRUE(stream.good());
+        EXPECT_TRUE(bytes == expected) << piece;
+    }
+}
+
+TEST_F(ReplayStream, ReadsSingleBytes) {
+    CReplayStream stream(Write(DirtyDisk()));
+    stream.seekg(static_cast<std::streamoff>(4 * MiB + 8191));
+    EXPECT_EQ(stream.peek(), PatternByte(1, 8191));
+    EXPECT_EQ(stream.get(), PatternByte(1, 8191));
+    EXPECT_EQ(stream.get(), 0);
+    stream.seekg(static_cast<std::streamoff>(5 * MiB + 4096));
+    EXPECT_EQ(stream.get(), PatternByte(2, 0));
+    EXPECT_EQ(stream.tellg(), std::streampos(static_cast<std::streamoff>(5 * MiB + 4097)));
+}
+
+TEST_F(ReplayStream, SeeksLikeAFile) {
+    CReplayStream stream(Write(DirtyDisk()));
+    stream.seekg(-1, std::ios_base::end);
+    EXPECT_EQ(stream.tellg(), std::streampos(static_cast<std::streamoff>(6 * MiB - 1)));
+    EXPECT_EQ(stream.get(), 0);
+    EXPECT_TRUE(stream.good());
+    stream.get();
+    EXPECT_TRUE(stream.fail());
+    stream.clear();
+    stream.seekg(100, std::ios_base::end);
+    EXPECT_TRUE(stream.good());
+    stream.seekg(-1, std::ios_base::beg);
+    EXPECT_TRUE(stream.fail());
+}
+
+TEST_F(ReplayStream, TheLibraryReadsTheReplayedTable) {
+    CReplayStream stream(Write(DirtyDisk()));
+    NVHDX::CAccessor accessor;
+    NVHDX::CBlocks blocks;
+    NVHDX::CFileParameters parameters;
+    ASSERT_TRUE(accessor.Entry(stream));
+    ASSERT_TRUE(accessor.LoadBlocks(blocks, parameters, stream));
+    EXPECT_EQ(blocks.chunks[0].getPayloadBlocks()[0].offset, 5u);
+    EXPECT_EQ(blocks.chunks[0].getPayloadBlocks()[1].offset, 4u);
+}
+
+TEST_F(ReplayStream, AsItStandsNothingIsReplayed) {
+    CReplayStream stream(Write(DirtyDisk()), CReplayStream::asItStands);
+    EXPECT_EQ(stream.Result().status, CReplayResult::notTried);
+    EXPECT_EQ(stream.Size(), 5 * MiB);
+    EXPECT_TRUE(stream.good());
+}
+
+TEST_F(ReplayStream, AFileWithoutPendingEntriesIsReadThroughItsOwnBuffer) {
+    CReplayStream stream(Write(CImageBuilder()));
+    EXPECT_EQ(stream.Result().status, CReplayResult::noLog);
+    EXPECT_NE(dynamic_cast<std::basic_filebuf<unsigned char>*>(stream.rdbuf()), nullptr);
+    EXPECT_EQ(stream.tellg(), std::streampos(0));
+}
+
+TEST_F(ReplayStream, AFileWhoseLogCannotBeReplayedFails) {
+    CReplayStream stream(Write(CImageBuilder().LogAt(logGuid, MiB, 1048576)));
+    EXPECT_TRUE(stream.IsOpen());
+    EXPECT_TRUE(stream.fail());
+    EXPECT_EQ(stream.Result().status, CReplayResult::unreadable);
+}
+
+TEST_F(ReplayStream, AFileThatIsNotThereFails) {
+    CReplayStream stream(m_folder / "absent.vhdx");
+    EXPECT_FALSE(stream.IsOpen());
+    EXPECT_TRUE(stream.fail());
+}
+
+TEST_F(ReplayStream, AFolderIsNoDisk) {
+    EXPECT_FALSE(CReplayStream(m_folder.Path()).IsOpen());
+}
+
+TEST_F(ReplayStream, AnotherStreamSharesTheOverlay) {
+    CReplayStream first(Write(DirtyDisk()));
+    CReplayStream second(m_folder / "disk.vhdx", first.Overlay());
+    EXPECT_TRUE(ReadAll(first) == ReadAll(second));
+}
+
+}  // namespace
+}  // namespace NTest

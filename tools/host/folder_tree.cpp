@@ -1,0 +1,208 @@
+#include "host/folder_tree.h"
+
+#include <algorithm>
+#include <set>
+#include <system_error>
+
+#include <vhdx_parser/accessor.h>
+#include <vhdx_parser/file_system.h>
+
+#include "host/container_entry.h"
+#include "host/current_header.h"
+#include "host/library_name.h"
+#include "host/locator_path.h"
+#include "host/parent_search.h"
+#include "host/replay_stream.h"
+
+namespace NVHDXHost {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+bool IsDiskName(const std::string& name) {
+    std::string extension;
+    return NSystem::ExtractFileExt(extension, name) &&
+           (extension == "vhdx" || extension == "avhdx");
+}
+
+/// Why the file's metadata cannot be had; empty when it can.
+std::string ReadMetadata(CReplayStream& stream, CFolderFile& file) {
+    NVHDX::CAccessor accessor;
+    NVHDX::NMetadata::CVirtualDiskSize size;
+    if (!stream.IsOpen()) {
+        return "the file cannot be opened";
+    }
+    if (stream.Result().status == CReplayResult::unreadable) {
+        return stream.Result().error;
+    }
+    if (ClaimsTooManyRegions(stream)) {
+        return TooManyRegions;
+    }
+    if (!accessor.Entry(stream)) {
+        return "the file is not a valid VHDX container";
+    }
+    if (!accessor.Retrieve(file.locator, stream)) {
+        file.locator = {};
+        return "the parent locator cannot be read";
+    }
+    if (!accessor.Retrieve(size, stream)) {
+        return "the size of the virtual disk cannot be read";
+    }
+    file.virtualSize = size.size;
+    NVHDX::NMetadata::CPage83Data page83;
+    if (accessor.Retrieve(page83, stream)) {
+        file.diskId = page83.page83Data;
+    }
+    return {};
+}
+
+CFolderFile ReadFile(const fs::path& folder, const std::string& name) {
+    CFolderFile file;
+    file.name = name;
+    file.path = folder / PathFromLibrary(name);
+    CReplayStream stream(file.path);
+    file.replay = stream.Result();
+    file.problem = ReadMetadata(stream, file);
+    if (stream.IsOpen()) {
+        if (const auto header = ReadCurrentHeader(stream)) {
+            file.dataWriteGuid = header->dataWriteGuid;
+        }
+    }
+    return file;
+}
+
+/// One name for a file, however it is reached.
+fs::path Canonical(const fs::path& path) {
+    std::error_code error;
+    const fs::path canonical = fs::canonical(path, error);
+    return error ? path : canonical;
+}
+
+std::string ParentText(const CFolderFile& file) {
+    const auto entry = file.locator.entries.find(NVHDX::NMetadata::CParent::formatRelativePath);
+    return entry == file.locator.entries.end() ? "that its locator does not name"
+                                               : QuotedText(TextFromLocator(entry->second.value));
+}
+
+}  // namespace
+
+std::optional<CFolderTree> CFolderTree::Scan(const fs::path& folder) {
+    CFolderTree tree;
+    if (!tree.FindFiles(folder)) {
+        return std::nullopt;
+    }
+    tree.FindParents(folder);
+    tree.FindForks();
+    tree.FindCycles();
+    return tree;
+}
+
+bool CFolderTree::FindFiles(const fs::path& folder) {
+    std::vector<CLibraryView> views;
+    const bool complete = NSystem::for_each_item_in_folder(
+        folder.string(), nullptr,
+        [&](bool&, bool isFolder, std::string& name, const NSystem::CFileAttributes&) {
+            if (!isFolder && IsDiskName(name)) {
+                m_files.push_back(ReadFile(folder, name));
+                views.push_back(ViewAsLibrary(folder, name));
+            }
+            return true;
+        });
+    m_linking = ForetellLinking(views);
+    return complete;
+}
+
+void CFolderTree::FindParents(const fs::path& folder) {
+    CPlaces places;
+    for (std::size_t i = 0; i < m_files.size(); ++i) {
+        places.emplace(Canonical(m_files[i].path), i);
+    }
+    for (std::size_t i = 0; i < m_files.size(); ++i) {
+        if (!m_files[i].problem.empty()) {
+            AddFinding(CFolderFinding::unreadable, {i},
+                       QuotedText(m_files[i].name) + ": " + m_files[i].problem);
+        }
+        if (m_files[i].HasParent()) {
+            FindParentOf(i, folder, places);
+        }
+        if (!m_files[i].parent) {
+            m_roots.push_back(i);
+        }
+    }
+}
+
+void CFolderTree::FindParentOf(std::size_t file, const fs::path& folder, const CPlaces& places) {
+    CFolderFile& child = m_files[file];
+    const auto found = FindParent(child.locator, folder, false);
+    if (!found) {
+        AddFinding(CFolderFinding::parentMissing, {file},
+                   QuotedText(child.name) + ": the parent " + ParentText(child) + " is missing");
+        return;
+    }
+    child.parentLinked = found->linked;
+    const auto parent = places.find(Canonical(found->path));
+    if (parent == places.end()) {
+        child.parentOutside = found->path;
+        AddFinding(CFolderFinding::parentOutside, {file},
+                   QuotedText(child.name) + ": the parent lies outside the folder, at " +
+                       Quoted(found->path));
+    } else {
+        child.parent = parent->second;
+        m_files[parent->second].children.push_back(file);
+    }
+    if (!found->linked) {
+        AddFinding(CFolderFinding::parentChanged, {file},
+                   QuotedText(child.name) + ": the parent " + Quoted(found->path.filename()) +
+                       " was changed or replaced since the child was made: its DataWriteGuid is "
+                       "not the child's parent linkage");
+    }
+}
+
+void CFolderTree::FindForks() {
+    for (std::size_t i = 0; i < m_files.size(); ++i) {
+        if (m_files[i].children.size() < 2) {
+            continue;
+        }
+        std::vector<std::size_t> files = {i};
+        std::string text = QuotedText(m_files[i].name) + " is the parent of";
+        for (const std::size_t child : m_files[i].children) {
+            const bool isLast = child == m_files[i].children.back();
+            text.append(files.size() == 1 ? " " : isLast ? " and " : ", ");
+            text.append(QuotedText(m_files[child].name));
+            files.push_back(child);
+        }
+        AddFinding(CFolderFinding::severalChildren, std::move(files), std::move(text));
+    }
+}
+
+/// Follows the parents from every file; each file is walked over once.
+void CFolderTree::FindCycles() {
+    std::set<std::size_t> seen;
+    for (std::size_t start = 0; start < m_files.size(); ++start) {
+        std::vector<std::size_t> way;
+        std::optional<std::size_t> at = start;
+        while (at && seen.insert(*at).second) {
+            way.push_back(*at);
+            at = m_files[*at].parent;
+        }
+        const auto cycle = at ? std::find(way.begin(), way.end(), *at) : way.end();
+        if (cycle == way.end()) {
+            continue;
+        }
+        std::string text = "the parents lead in a circle:";
+        std::for_each(cycle, way.end(), [&](std::size_t file) {
+            text.append(" ").append(QuotedText(m_files[file].name));
+        });
+        text.append(" ").append(QuotedText(m_files[*at].name));
+        AddFinding(CFolderFinding::cycle, std::vector<std::size_t>(cycle, way.end()),
+                   std::move(text));
+    }
+}
+
+void CFolderTree::AddFinding(CFolderFinding::EKind kind, std::vector<std::size_t> files,
+                             std::string text) {
+    m_findings.push_back({kind, std::move(files), std::move(text)});
+}
+
+}  // namespace NVHDXHost

@@ -1,0 +1,72 @@
+#include "host/library_view.h"
+
+#include <vhdx_parser/accessor.h>
+
+#include "host/container_entry.h"
+#include "host/library_name.h"
+#include "host/locator_path.h"
+#include "host/replay_stream.h"
+
+namespace NVHDXHost {
+
+namespace {
+
+using NVHDX::NMetadata::CParent;
+
+/// The text that the relative path must begin with: the parent lies in the same folder.
+constexpr std::wstring_view SameFolder = L".\\";
+
+/// Low bytes only, deliberately: names beyond Latin-1 do not survive it.
+std::string Narrow(std::wstring_view text) {
+    std::string narrow;
+    for (const wchar_t character : text) {
+        narrow += static_cast<char>(static_cast<unsigned char>(character & 0xFF));
+    }
+    return narrow;
+}
+
+std::string ReadParentName(const CParent& locator, CLibraryView& view) {
+    const auto entry = locator.entries.find(CParent::formatRelativePath);
+    if (entry == locator.entries.end()) {
+        return "its parent locator has no relative path";
+    }
+    const std::wstring& path = entry->second.value;
+    if (std::wstring_view(path).substr(0, SameFolder.size()) != SameFolder) {
+        return "it names its parent by " + QuotedText(TextFromLocator(path)) +
+               ", and the library follows nothing but \".\\\" and a file name";
+    }
+    view.parentName = Narrow(std::wstring_view(path).substr(SameFolder.size()));
+    return {};
+}
+
+std::string Read(const std::filesystem::path& path, CLibraryView& view) {
+    CReplayStream stream(path, CReplayStream::asItStands);
+    NVHDX::CAccessor accessor;
+    CParent locator;
+    // The library divides a path at every '\', also where a name may hold one.
+    if (view.name.find('\\') != std::string::npos || !stream.IsOpen()) {
+        return "it cannot be opened as a VHDX container";
+    }
+    if (ClaimsTooManyRegions(stream)) {
+        return TooManyRegions;  // the library would go through the whole file for it
+    }
+    if (!accessor.Entry(stream)) {
+        return "it cannot be opened as a VHDX container";
+    }
+    if (!accessor.Retrieve(locator, stream)) {
+        return "its parent locator cannot be read";
+    }
+    view.differencing = locator.present;
+    return locator.present ? ReadParentName(locator, view) : "";
+}
+
+}  // namespace
+
+CLibraryView ViewAsLibrary(const std::filesystem::path& folder, const std::string& name) {
+    CLibraryView view;
+    view.name = name;
+    view.refusal = Read(folder / PathFromLibrary(name), view);
+    return view;
+}
+
+}  // namespace NVHDXHost

@@ -1,0 +1,20 @@
+#ifndef VHDX_HOST_LOG_SEQUENCE_H
+#define VHDX_HOST_LOG_SEQUENCE_H
+
+#include <vector>
+
+#include "host/log_entry.h"
+
+namespace NVHDXHost {
+
+/// The entries that are pending in the log, oldest first; empty when it has no valid sequence.
+///
+/// A sequence is a row of valid entries, each right behind the one before (round the end of the
+/// log) with the next sequence number. It is valid when the tail that its last entry names is one
+/// of its entries; the pending ones start there. Of several the one with the greatest sequence
+/// number is the active one.
+[[nodiscard]] std::vector<CLogEntry> FindActiveSequence(CByteStream& stream, const CLogArea& area);
+
+}  // namespace NVHDXHost
+
+#endif
