@@ -1,0 +1,144 @@
+// Reading and mapping the disk of a chain, against the bytes of the chain's model.
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+#include "tests/host/chain_model.h"
+#include "tests/support/temporary_folder.h"
+#include "tests/tool/vhdx_command.h"
+
+namespace NTest {
+namespace {
+
+using CJson = nlohmann::json;
+
+class Merged : public testing::Test {
+protected:
+    Merged() {
+        m_chain.AddDisk(CDiskShape().Size(4 * MiB)).Present(0, 1).Present(1, 2);
+        m_chain.AddDisk(CDiskShape().Size(4 * MiB)).Partial(0, 3, {2, 3, 2047});
+        m_chain.Empty(1, CChainModel::zero, false).Present(2, 4);
+        m_chain.WriteTo(m_folder.Path());
+    }
+
+    std::string Run(const std::vector<std::string>& arguments) const {
+        const CChildResult result = RunVhdxIn(m_folder.Path(), arguments);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.errors, "");
+        return result.output;
+    }
+
+    std::string Content(std::uint64_t offset, std::uint64_t length) const {
+        const CBytes& bytes = m_chain.Content();
+        return std::string(bytes.begin() + static_cast<std::ptrdiff_t>(offset),
+                           bytes.begin() + static_cast<std::ptrdiff_t>(offset + length));
+    }
+
+    CTemporaryFolder m_folder;
+    CChainModel m_chain;
+};
+
+// The comparisons do not print both sides: they are megabytes.
+
+TEST_F(Merged, ReadGivesWhatTheGuestSees) {
+    EXPECT_TRUE(Run({"read", "1.avhdx", "--merged", "--offset", "0", "--length", "4M"}) ==
+                Content(0, 4 * MiB));
+}
+
+TEST_F(Merged, ReadGivesRangesAtAnyPlace) {
+    struct CRange {
+        std::uint64_t offset;
+        std::uint64_t length;
+    };
+    for (const CRange& range : {CRange{0, 0}, CRange{1023, 514}, CRange{MiB - 513, 1026},
+                                CRange{MiB + 1, 2 * MiB}, CRange{4 * MiB - 1, 1}}) {
+        EXPECT_TRUE(Run({"read", ".", "--disk", "1.avhdx", "--merged", "--offset",
+                         std::to_string(range.offset), "--length", std::to_string(range.length)}) ==
+                    Content(range.offset, range.length))
+            << range.offset << " " << range.length;
+    }
+}
+
+TEST_F(Merged, ReadNeverReplacesAParent) {
+    const CChildResult result = RunVhdxIn(
+        m_folder.Path(),
+        {"read", "1.avhdx", "--merged", "--offset", "0", "--length", "4M", "-o", "0.vhdx"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors, "vhdx: 0.vhdx: this is the disk file that is read\n");
+}
+
+TEST_F(Merged, MapTellsWhichFileHoldsEachRun) {
+    const CJson map = CJson::parse(Run({"map", "1.avhdx", "--merged", "--json"}));
+    const std::uint64_t base = 4 * MiB;  // where the first block lies in both files
+    const CJson expected = CJson::array({
+        {{"start", 0},
+         {"length", 1024},
+         {"kind", "data"},
+         {"file", "0.vhdx"},
+         {"offset", base},
+         {"in_log", false}},
+        {{"start", 1024},
+         {"length", 1024},
+         {"kind", "data"},
+         {"file", "1.avhdx"},
+         {"offset", base + 1024},
+         {"in_log", false}},
+        {{"start", 2048},
+         {"length", MiB - 2560},
+         {"kind", "data"},
+         {"file", "0.vhdx"},
+         {"offset", base + 2048},
+         {"in_log", false}},
+        {{"start", MiB - 512},
+         {"length", 512},
+         {"kind", "data"},
+         {"file", "1.avhdx"},
+         {"offset", base + MiB - 512},
+         {"in_log", false}},
+        {{"start", MiB},
+         {"length", MiB},
+         {"kind", "zeros"},
+         {"file", "1.avhdx"},
+         {"offset", nullptr},
+         {"in_log", false}},
+        {{"start", 2 * MiB},
+         {"length", MiB},
+         {"kind", "data"},
+         {"file", "1.avhdx"},
+         {"offset", base + MiB},
+         {"in_log", false}},
+        {{"start", 3 * MiB},
+         {"length", MiB},
+         {"kind", "hole"},
+         {"file", nullptr},
+         {"offset", nullptr},
+         {"in_log", false}},
+    });
+    EXPECT_EQ(map, expected) << map.dump(1);
+}
+
+TEST_F(Merged, MapOfSectorsTellsWhatTheFileItselfHolds) {
+    std::filesystem::remove(m_folder / "0.vhdx");  // it is not needed
+    EXPECT_EQ(Run({"map", "1.avhdx", "--sectors"}),
+              "            start             length              kind          file offset\n"
+              "                0               1024       1 KiB  parent                  -\n"
+              "             1024               1024       1 KiB  data              4195328\n"
+              "             2048            1046016  1021.5 KiB  parent                  -\n"
+              "          1048064                512   512 bytes  data              5242368\n"
+              "          1048576            1048576       1 MiB  zeros                   -\n"
+              "          2097152            1048576       1 MiB  data              5242880\n"
+              "          3145728            1048576       1 MiB  parent                  -\n");
+}
+
+TEST_F(Merged, MapWantsOneQuestionAtATime) {
+    const CChildResult result =
+        RunVhdxIn(m_folder.Path(), {"map", "1.avhdx", "--sectors", "--merged"});
+    EXPECT_EQ(result.status, 2);
+}
+
+}  // namespace
+}  // namespace NTest

@@ -1,0 +1,230 @@
+// vhdx save, and --model of the commands that need the blocks of a disk.
+
+#include "tools/vhdx/saved_model.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "tests/support/temporary_folder.h"
+#include "tests/tool/chain_disks.h"
+#include "tests/tool/test_disks.h"
+#include "tests/tool/vhdx_command.h"
+
+namespace NTest {
+namespace {
+
+using CArguments = std::vector<std::string>;
+
+class SavedModel : public testing::Test {
+protected:
+    CChildResult Run(const CArguments& arguments) const {
+        return RunVhdxIn(m_folder.Path(), arguments);
+    }
+
+    void Save(const CImageBuilder& disk) const {
+        disk.Build().WriteTo(m_folder / "disk.vhdx");
+        const CChildResult result = Run({"save", "disk.vhdx", "model.xml"});
+        ASSERT_EQ(result.status, 0) << result.errors;
+        ASSERT_EQ(result.output, "");
+    }
+
+    std::string Content(const std::string& name) const {
+        std::ifstream file(m_folder / name, std::ios::binary);
+        return std::string((std::istreambuf_iterator<char>(file)), {});
+    }
+
+    /// Changes the saved model.
+    void Replace(const std::string& from, const std::string& to) const {
+        std::string text = Content("model.xml");
+        const std::size_t place = text.find(from);
+        ASSERT_NE(place, std::string::npos);
+        std::ofstream(m_folder / "model.xml", std::ios::binary)
+            << text.replace(place, from.size(), to);
+    }
+
+    void ExpectRefusal(const std::string& reason) const {
+        const CChildResult result = Run({"map", "disk.vhdx", "--model", "model.xml"});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "vhdx: model.xml: " + reason + "\n");
+    }
+
+    CTemporaryFolder m_folder;
+};
+
+/// The document is text and ends its line as the platform does.
+#if defined(_WIN32)
+#define LINE_END "\r\n"
+#else
+#define LINE_END "\n"
+#endif
+
+TEST_F(SavedModel, IsXml) {
+    Save(CImageBuilder().VirtualSize(2 * MiB).AllocateData(1, 1));
+    EXPECT_EQ(Content("model.xml"),
+              "<?xml version=\"1.0\" encoding=\"utf-8\"?>" LINE_END
+              "<metadata><fileparams><payloadblksz>1048576</payloadblksz><logsectsz>512</logsectsz>"
+              "<virtdisksz>2097152</virtdisksz><maxFileOffset>5242880</maxFileOffset>"
+              "<lastPayloadBlockIndex>1</lastPayloadBlockIndex>"
+              "<requestNewBlockOffset>true</requestNewBlockOffset>"
+              "<bDifferencing>false</bDifferencing></fileparams>"
+              "<blocks><ratio>4096</ratio><chunks><chunk><payloadBlocks>"
+              "<payloadBlock><state>1</state><offset>0</offset></payloadBlock>"
+              "<payloadBlock><state>5</state><offset>4</offset></payloadBlock></payloadBlocks>"
+              "<sectorBitmapOffset>18446744073709551615</sectorBitmapOffset>"
+              "<sectorBitmapState>-1</sectorBitmapState><noSectorBitmap>true</noSectorBitmap>"
+              "</chunk></chunks></blocks></metadata>");
+}
+
+TEST_F(SavedModel, TakesThePlaceOfTheTableInEveryCommandThatNeedsIt) {
+    std::ofstream(m_folder / "ranges.txt") << "0,512\n1M,9M\n";
+    const std::vector<CArguments> commands = {
+        {"map", "disk.vhdx"},
+        {"read", "disk.vhdx", "--offset", "512K", "--length", "3M"},
+        {"locate", "disk.vhdx", "--offset", "512K", "--length", "3M"},
+        {"changes", "disk.vhdx", "--ranges", "ranges.txt"}};
+    for (const CImageBuilder& disk : {DynamicDisk(), DifferencingDisk()}) {
+        Save(disk);
+        for (CArguments arguments : commands) {
+            disk.Build().WriteTo(m_folder / "disk.vhdx");
+            const CChildResult expected = Run(arguments);
+            ASSERT_EQ(expected.status, 0) << expected.errors;
+            // A table that cannot be read any more shows that it is not read.
+            CImageBuilder(disk).BatLength(8).Build().WriteTo(m_folder / "disk.vhdx");
+            ASSERT_EQ(Run(arguments).status, 1);
+            arguments.insert(arguments.end(), {"--model", "model.xml"});
+            const CChildResult result = Run(arguments);
+            EXPECT_EQ(result.status, 0) << result.errors;
+            EXPECT_TRUE(result.output == expected.output) << arguments[0];
+        }
+    }
+}
+
+TEST_F(SavedModel, ReplacesAnOlderOneWhenItIsComplete) {
+    Save(DynamicDisk());
+    const std::string model = Content("model.xml");
+    std::ofstream(m_folder / "model.xml") << "older";
+    DynamicDisk().BatLength(8).Build().WriteTo(m_folder / "disk.vhdx");
+    EXPECT_EQ(Run({"save", "disk.vhdx", "model.xml"}).status, 1);
+    EXPECT_EQ(Content("model.xml"), "older");
+    Save(DynamicDisk());
+    EXPECT_EQ(Content("model.xml"), model);
+}
+
+TEST_F(SavedModel, IsNotWrittenOverTheDisk) {
+    DynamicDisk().Build().WriteTo(m_folder / "disk.vhdx");
+    const CChildResult result = Run({"save", "disk.vhdx", "disk.vhdx"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors, "vhdx: disk.vhdx: this is the disk file that is read\n");
+}
+
+TEST_F(SavedModel, IsOfADiskOfTheSameGeometry) {
+    Save(DynamicDisk());
+    DynamicDisk().VirtualSize(10 * MiB).Build().WriteTo(m_folder / "disk.vhdx");
+    ExpectRefusal(
+        "the model is not of this disk: its virtual size is 10485248, the disk's is 10485760");
+    DynamicDisk().BlockSize(2 * MiB).Build().WriteTo(m_folder / "disk.vhdx");
+    ExpectRefusal(
+        "the model is not of this disk: its block size is 1048576, the disk's is 2097152");
+    DynamicDisk().SectorSize(4096).Build().WriteTo(m_folder / "disk.vhdx");
+    ExpectRefusal(
+        "the model is not of this disk: its logical sector size is 512, the disk's is 4096");
+}
+
+TEST_F(SavedModel, IsOfADiskThatAlsoHasAParentOrAlsoHasNone) {
+    Save(ChainFirst());
+    ChainBase().Build().WriteTo(m_folder / "disk.vhdx");
+    ExpectRefusal("the model is not of this disk: it is of one with a parent");
+    Save(ChainBase());
+    ChainFirst().Build().WriteTo(m_folder / "disk.vhdx");
+    ExpectRefusal("the model is not of this disk: it is of one without parent");
+}
+
+TEST_F(SavedModel, CoversTheWholeDisk) {
+    Save(DynamicDisk());
+    Replace("<payloadBlock><state>1</state><offset>0</offset></payloadBlock>", "");
+    ExpectRefusal("the model does not cover the disk: it has too few or misplaced blocks");
+}
+
+TEST_F(SavedModel, HasNoBlocksThatWouldReadTheStartOfTheFile) {
+    Save(DynamicDisk());
+    Replace("<state>5</state><offset>4</offset>", "<state>5</state><offset>4294967296</offset>");
+    ExpectRefusal("the model has no usable entry for block 1");
+    Replace("<state>5</state><offset>4294967296</offset>", "<state>5</state><offset>-1</offset>");
+    ExpectRefusal("the model has no usable entry for block 1");
+    Replace("<state>5</state><offset>-1</offset>", "<state>9</state><offset>4</offset>");
+    ExpectRefusal("the model has no usable entry for block 1");
+}
+
+TEST_F(SavedModel, CannotHoldPlacesOfMoreThan31Bits) {
+    CImageBuilder()
+        .VirtualSize(MiB)
+        .PayloadBlock(0, 6, 0x80000000)
+        .Build()
+        .WriteTo(m_folder / "disk.vhdx");
+    const CChildResult result = Run({"save", "disk.vhdx", "model.xml"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors,
+              "vhdx: disk.vhdx: block 0 lies at 2147483648 MiB in the file, and "
+              "a saved model keeps places below 2147483648 MiB only\n");
+    EXPECT_FALSE(std::filesystem::exists(m_folder / "model.xml"));
+    CImageBuilder()
+        .VirtualSize(MiB)
+        .PayloadBlock(0, 6, 0x7FFFFFFF)
+        .Build()
+        .WriteTo(m_folder / "disk.vhdx");
+    EXPECT_EQ(Run({"save", "disk.vhdx", "model.xml"}).status, 0);
+}
+
+TEST_F(SavedModel, IsRefusedInOneLineWhenItIsNone) {
+    DynamicDisk().Build().WriteTo(m_folder / "disk.vhdx");
+    ExpectRefusal("there is no such file");
+    const auto write = [this](const std::string& text) {
+        std::ofstream(m_folder / "model.xml") << text;
+    };
+    write("<a>\n<b>");
+    ExpectRefusal("this is not a saved model of a disk: line 2: unexpected end of data");
+    write("<a/>");
+    ExpectRefusal("this is not a saved model of a disk: No such node (metadata.fileparams)");
+    Save(DynamicDisk());
+    Replace("<ratio>4096</ratio>", "<ratio>many</ratio>");
+    ExpectRefusal(
+        "this is not a saved model of a disk: the value of \"metadata.blocks.ratio\" does not "
+        "convert");
+    EXPECT_EQ(Run({"map", "disk.vhdx", "--model", "."}).errors,
+              "vhdx: .: this is a folder, not a saved model\n");
+}
+
+#if !defined(_WIN32)
+TEST_F(SavedModel, MayHaveANameBeyondAscii) {
+    DynamicDisk().Build().WriteTo(m_folder / "disk.vhdx");
+    std::filesystem::create_directory(m_folder /
+                                      "m\xC3\xBC"
+                                      "ll");
+    const std::string name =
+        "m\xC3\xBC"
+        "ll/\xE6\x97\xA5.xml";
+    const CChildResult saved = Run({"save", "disk.vhdx", name});
+    ASSERT_EQ(saved.status, 0) << saved.errors;
+    const CChildResult result = Run({"map", "disk.vhdx", "--model", name});
+    EXPECT_EQ(result.output, Run({"map", "disk.vhdx"}).output);
+    std::ofstream(m_folder / name) << "<a>";
+    EXPECT_EQ(Run({"map", "disk.vhdx", "--model", name}).errors,
+              "vhdx: " + name +
+                  ": this is not a saved model of a disk: line 1: unexpected end of data\n");
+}
+
+TEST_F(SavedModel, ReportsAFullDisk) {
+    DynamicDisk().Build().WriteTo(m_folder / "disk.vhdx");
+    EXPECT_EQ(Run({"save", "disk.vhdx", "/dev/full"}).errors,
+              "vhdx: /dev/full: cannot be written: write error\n");
+}
+#endif
+
+}  // namespace
+}  // namespace NTest

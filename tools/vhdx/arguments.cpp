@@ -1,0 +1,74 @@
+#include "tools/vhdx/arguments.h"
+
+#include <utility>
+
+#include "tools/vhdx/size_text.h"
+
+namespace NTool {
+
+namespace {
+
+void AddSize(CLI::App& command, const std::string& name, const std::string& help,
+             std::uint64_t& size) {
+    AddSizeArgument(command, name, help, [&size](std::uint64_t given) {
+        size = given;
+    })->required();
+}
+
+}  // namespace
+
+CLI::Option* AddSizeArgument(CLI::App& command, const std::string& name, const std::string& help,
+                             std::function<void(std::uint64_t)> take) {
+    const auto parse = [name, take = std::move(take)](const std::string& text) {
+        try {
+            take(ParseSize(text));
+        } catch (const CSizeError& error) {
+            throw CLI::ValidationError(name, error.what());
+        }
+    };
+    return command.add_option_function<std::string>(name, parse, help)->type_name("N");
+}
+
+void AddDiskArguments(CLI::App& command, CDiskOptions& disk) {
+    command.add_option("FILE", disk.file, "The disk file (.vhdx or .avhdx)")
+        ->required()
+        ->type_name("");
+    AddTraceArgument(command, disk.traceLevel);
+    AddNoReplayArgument(
+        command, disk.replayLog,
+        "Show the file as it stands, without the entries of its log that are pending");
+}
+
+void AddNoReplayArgument(CLI::App& command, bool& replayLog, const std::string& help) {
+    command.add_flag_callback(
+        "--no-replay", [&replayLog] { replayLog = false; }, help);
+}
+
+void AddTraceArgument(CLI::App& command, std::optional<std::uint32_t>& level) {
+    command
+        .add_option("--trace", level,
+                    "Print the library's trace lines of this level and of coarser ones to standard "
+                    "error: 1 all, 2 misplaced writes and coarser, 3 failures and coarser, "
+                    "4 information only")
+        ->check(CLI::Range(1, 4).description(""))
+        ->type_name("LEVEL");
+}
+
+CLI::Option* AddRangesArgument(CLI::App& command, std::string& file) {
+    return command
+        .add_option("--ranges", file,
+                    "The changed ranges of the virtual disk in bytes, in ascending order and "
+                    R"(without overlap: a JSON array of {"offset", "length"}, or a line )"
+                    R"("offset,length" for each; - for standard input)")
+        ->type_name("RANGES");
+}
+
+void AddRangeArguments(CLI::App& command, CRangeOptions& range) {
+    AddSize(command, "--offset",
+            "Where the range starts on the virtual disk, in bytes; K, M, G and T multiply by "
+            "powers of 1024",
+            range.offset);
+    AddSize(command, "--length", "How long the range is, as --offset", range.length);
+}
+
+}  // namespace NTool

@@ -1,0 +1,92 @@
+#include <limits>
+#include <memory>
+#include <string>
+
+#include "tools/vhdx/arguments.h"
+#include "tools/vhdx/output.h"
+#include "tools/vhdx/output_file.h"
+
+namespace NTool {
+
+namespace {
+
+struct CBitmapOptions {
+    CDiskOptions disk;
+    std::uint32_t chunk = 0;
+    std::string output;
+    bool position = false;
+};
+
+/// Where the bitmap lies in the file, in bytes. Throws `CFailure` when the file has none.
+std::uint64_t BitmapPosition(const CModel& model, std::uint32_t chunk) {
+    const std::size_t count = model.blocks.chunks.size();
+    if (chunk >= count) {
+        throw CFailure(fmt::format("there is no chunk {}: the chunks are numbered from 0 to {}",
+                                   chunk, count - 1));
+    }
+    std::uint64_t position = 0;
+    if (!NVHDX::RequestSectorBitmapRealOffset(model.blocks, chunk, position)) {
+        throw CFailure(model.params.bDifferencing
+                           ? fmt::format("chunk {} has no sector bitmap in the file", chunk)
+                           : "the disk has no parent, and so no sector bitmaps");
+    }
+    return position;
+}
+
+void PrintPosition(std::uint64_t position) {
+    COutput output = COutput::Standard();
+    output.Print(FMT_COMPILE("{}\n"), position);
+    output.Flush();
+}
+
+void WriteBitmap(const NVHDX::CSectorBitmapArea& area, COutput& output) {
+    output.Write(area.data(), area.size());
+    output.Flush();
+}
+
+void RunBitmap(const CBitmapOptions& options) {
+    CDisk disk(options.disk);
+    const CModel model = disk.LoadModel();
+    const std::uint64_t position = BitmapPosition(model, options.chunk);
+    if (options.position) {
+        PrintPosition(position);
+        return;
+    }
+    const auto area = std::make_unique<NVHDX::CSectorBitmapArea>();
+    disk.ReadBitmap(model, options.chunk, *area);
+    if (options.output == "-") {
+        COutput output = COutput::Standard();
+        WriteBitmap(*area, output);
+        return;
+    }
+    COutputFile file(options.output, options.disk.file);
+    WriteBitmap(*area, file.Output());
+    file.Commit();
+}
+
+}  // namespace
+
+void AddBitmap(CLI::App& program, CChosenCommand& chosen) {
+    const auto options = std::make_shared<CBitmapOptions>();
+    CLI::App& command = *program.add_subcommand(
+        "bitmap", "Which sectors of a chunk a differencing disk holds: the bitmap in the file");
+    AddDiskArguments(command, options->disk);
+    command.add_option("--chunk", options->chunk, "The chunk's number, from 0")
+        ->required()
+        ->type_name("N");
+    CLI::Option_group& result = *command.add_option_group("Result");
+    result
+        .add_option("-o,--output", options->output,
+                    "Write the bitmap as it stands in the file, 1 MiB, to this file; - for "
+                    "standard output")
+        ->type_name("OUT");
+    result.add_flag("--position", options->position,
+                    "Print only where in the file the bitmap lies, in bytes");
+    result.require_option(1);
+    command.footer(
+        "A bit stands for a logical sector of the chunk, the least significant bit of byte 0 for "
+        "the first.\nExample: vhdx bitmap disk.avhdx --chunk 0 -o bitmap.bin");
+    Choose(command, chosen, options, RunBitmap);
+}
+
+}  // namespace NTool

@@ -1,0 +1,38 @@
+#ifndef VHDX_PARSER_TOOLS_VHDX_COMMAND_H
+#define VHDX_PARSER_TOOLS_VHDX_COMMAND_H
+
+#include <functional>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace NTool {
+
+/// The command that the arguments name. It runs after all arguments have been understood, so that
+/// wrong usage and a failed command cannot be taken for one another.
+struct CChosenCommand {
+    std::string subject;  ///< the file that it works on, for messages
+    std::function<void()> run;
+    int doneStatus = 0;    ///< the exit status when it has run to its end; `run` may change it
+    int failedStatus = 1;  ///< and when it could not
+};
+
+// Each adds one command to the program; when the arguments name it, it fills `chosen`.
+void AddInfo(CLI::App& program, CChosenCommand& chosen);
+void AddMap(CLI::App& program, CChosenCommand& chosen);
+void AddRead(CLI::App& program, CChosenCommand& chosen);
+void AddLocate(CLI::App& program, CChosenCommand& chosen);
+void AddChanges(CLI::App& program, CChosenCommand& chosen);
+void AddBitmap(CLI::App& program, CChosenCommand& chosen);
+void AddSave(CLI::App& program, CChosenCommand& chosen);
+void AddChain(CLI::App& program, CChosenCommand& chosen);
+void AddDiff(CLI::App& program, CChosenCommand& chosen);
+void AddExport(CLI::App& program, CChosenCommand& chosen);
+void AddCheck(CLI::App& program, CChosenCommand& chosen);
+void AddServe(CLI::App& program, CChosenCommand& chosen);
+
+}  // namespace NTool
+
+#endif

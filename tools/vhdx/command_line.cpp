@@ -1,0 +1,46 @@
+#include "tools/vhdx/command_line.h"
+
+#if defined(_WIN32)
+// The second header needs the first.
+// clang-format off
+#include <windows.h>
+#include <shellapi.h>
+// clang-format on
+
+#include <memory>
+
+#include "tools/vhdx/text.h"
+#endif
+
+namespace NTool {
+
+#if defined(_WIN32)
+
+std::vector<std::string> CommandLineArguments(int, char**) {
+    int count = 0;
+    const std::unique_ptr<wchar_t*, decltype(&LocalFree)> texts(
+        CommandLineToArgvW(GetCommandLineW(), &count), &LocalFree);
+    std::vector<std::string> arguments;
+    for (int i = 1; texts != nullptr && i < count; ++i) {
+        arguments.push_back(Utf8(texts.get()[i]));
+    }
+    return arguments;
+}
+
+std::filesystem::path PathOf(const std::string& argument) {
+    return std::u8string(argument.begin(), argument.end());
+}
+
+#else
+
+std::vector<std::string> CommandLineArguments(int argc, char** argv) {
+    return std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc);
+}
+
+std::filesystem::path PathOf(const std::string& argument) {
+    return argument;
+}
+
+#endif
+
+}  // namespace NTool

@@ -1,0 +1,21 @@
+#ifndef VHDX_TOOLS_VHDX_COMMAND_LINE_H
+#define VHDX_TOOLS_VHDX_COMMAND_LINE_H
+
+/// Texts of the command line, and the files that they name.
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace NTool {
+
+/// The arguments behind the program's name. On Windows they come from the wide command line and are
+/// UTF-8, because `main` is given them in a code page that cannot express every file name.
+[[nodiscard]] std::vector<std::string> CommandLineArguments(int argc, char** argv);
+
+/// The file that an argument names.
+[[nodiscard]] std::filesystem::path PathOf(const std::string& argument);
+
+}  // namespace NTool
+
+#endif

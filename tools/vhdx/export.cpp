@@ -1,0 +1,135 @@
+#include <memory>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "tools/vhdx/arguments.h"
+#include "tools/vhdx/command_line.h"
+#include "tools/vhdx/merged_source.h"
+#include "tools/vhdx/output_file.h"
+#include "tools/vhdx/progress.h"
+#include "tools/vhdx/ranges.h"
+#include "tools/vhdx/raw_copy.h"
+#include "tools/vhdx/raw_verification.h"
+
+namespace NTool {
+
+namespace {
+
+struct CExportOptions {
+    CDiskOptions disk;
+    CChainOptions chain;
+    std::string output;  ///< either a new image or one that is brought up to date
+    std::string older;
+    std::string ranges;
+    EProgress progress = EProgress::automatic;
+    bool force = false;
+    bool verify = false;
+};
+
+using CDiskPointer = std::shared_ptr<const NVHDXHost::CMergedDisk>;
+
+void CheckOutput(const std::string& output, const NVHDXHost::CMergedDisk& disk) {
+    for (const NVHDXHost::CDiskLayer& layer : disk.Layers()) {
+        CheckNotRead(output, layer.path);
+    }
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(PathOf(output), error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
+        !std::filesystem::is_directory(status)) {
+        throw CFailure(output, "only a file can be written, no device and no pipe");
+    }
+}
+
+void MakeImage(const CExportOptions& options) {
+    const CDiskPointer disk = OpenMerged(options.disk, options.chain);
+    CheckOutput(options.output, *disk);
+    COutputFile file(options.output, options.disk.file,
+                     options.force ? COutputFile::mayReplace : COutputFile::mustBeNew);
+    CRawFile raw(file.WrittenPath(), options.output, CRawFile::toReadAndWrite);
+    FillRaw(disk, raw, options.progress);
+    if (options.verify) {
+        VerifyRaw(disk, {{0, disk->Size()}}, raw, options.progress);
+    }
+    raw.Close();
+    file.Commit();
+}
+
+/// Before anything is written.
+void CheckRanges(const std::string& file, const CRanges& ranges, std::uint64_t diskSize) {
+    try {
+        for (const auto& [offset, length] : ranges) {
+            CheckRange(offset, length, diskSize);
+        }
+    } catch (const CFailure& failure) {
+        throw CFailure(file, failure.what());
+    }
+}
+
+void UpdateImage(const CExportOptions& options) {
+    CRanges ranges = ReadRanges(options.ranges);
+    const CDiskPointer disk = OpenMerged(options.disk, options.chain);
+    CheckRanges(options.ranges, ranges, disk->Size());
+    CheckOutput(options.older, *disk);
+    CRawFile raw(PathOf(options.older), options.older, CRawFile::toReadAndWrite);
+    ranges = UpdateRaw(disk, std::move(ranges), raw, options.progress);
+    if (options.verify) {
+        VerifyRaw(disk, ranges, raw, options.progress);
+    }
+    raw.Close();
+}
+
+void RunExport(const CExportOptions& options) {
+    options.older.empty() ? MakeImage(options) : UpdateImage(options);
+}
+
+/// Either OUT, or RAW with RANGES.
+void AddImageArguments(CLI::App& command, const std::shared_ptr<CExportOptions>& options) {
+    CLI::Option* const output =
+        command
+            .add_option("-o,--output", options->output,
+                        "The raw image; it appears when it is complete, and takes no space for "
+                        "zeros")
+            ->type_name("OUT");
+    command.add_flag("--force", options->force, "Replace OUT when it exists")->needs(output);
+    CLI::Option* const older =
+        command
+            .add_option("--update", options->older,
+                        "Bring an earlier export up to date, in its place, by copying what changed "
+                        "since")
+            ->type_name("RAW")
+            ->excludes(output);
+    AddRangesArgument(command, options->ranges)->needs(older);
+    older->needs(command.get_option("--ranges"));
+    command.parse_complete_callback([options] {
+        if (options->output.empty() && options->older.empty()) {
+            throw CLI::RequiredError("--output or --update");
+        }
+    });
+}
+
+}  // namespace
+
+void AddExport(CLI::App& program, CChosenCommand& chosen) {
+    const auto options = std::make_shared<CExportOptions>();
+    CLI::App& command = *program.add_subcommand(
+        "export", "The virtual disk as a raw image, merged with its parents");
+    AddDiskArguments(command, options->disk);
+    AddChainArguments(command, options->chain);
+    AddImageArguments(command, options);
+    command.add_flag("--verify", options->verify,
+                     "Read back what was written and compare it with the disk; OUT only appears "
+                     "when it is the same");
+    AddProgressArgument(command, options->progress);
+    command.footer(
+        "Of a checkpoint this is the disk as it was then: the file and all its parents, which are\n"
+        "looked for by the paths that the files keep. Every disk file stays as it is.\n"
+        "An update writes the ranges and nothing else. RAW grows with the disk; what it grows by\n"
+        "is copied whether or not the ranges name it. An update that was interrupted or failed\n"
+        "leaves RAW updated in part: run it again, with the same ranges.\n"
+        "Example: vhdx export disk.avhdx -o disk.raw\n"
+        "         vhdx export disk.avhdx --update disk.raw --ranges ranges.json");
+    Choose(command, chosen, options, RunExport);
+}
+
+}  // namespace NTool

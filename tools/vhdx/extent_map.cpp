@@ -1,0 +1,118 @@
+#include "tools/vhdx/extent_map.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "host/locator_path.h"
+#include "host/merged_reader.h"
+#include "tools/vhdx/failure.h"
+#include "tools/vhdx/text.h"
+
+namespace NTool {
+
+namespace {
+
+using NVHDXHost::CExtent;
+
+class CExtentPrinter {
+public:
+    CExtentPrinter(const NVHDXHost::CMergedDisk& disk, EExtentsOf what, COutput& output)
+        : m_what(what), m_output(output) {
+        for (const NVHDXHost::CDiskLayer& layer : disk.Layers()) {
+            m_files.push_back(NVHDXHost::TextFromPath(layer.path));
+        }
+        m_leavesToParents = what == EExtentsOf::oneFile && disk.Newest().HasParent();
+    }
+
+    void PrintTitle() const {
+        const bool coloured = m_output.IsColoured();
+        m_output.Print(FMT_COMPILE("{}{:>17}  {:>17}  {:>10}  {:<6}  {:>17}{}{}\n"),
+                       coloured ? "\x1B[1m" : "", "start", "length", "", "kind", "file offset",
+                       IsOfChain() ? "  file" : "", coloured ? "\x1B[0m" : "");
+    }
+
+    void PrintText(const CExtent& extent) const {
+        const std::string file =
+            IsOfChain() && extent.kind != CExtent::hole ? "  " + Printable(FileOf(extent)) : "";
+        m_output.Print(FMT_COMPILE("{:>17}  {:>17}  {:>10}  {:<6}  {:>17}{}\n"), extent.offset,
+                       extent.length, InUnits(extent.length), KindOf(extent), OffsetOf(extent),
+                       file);
+    }
+
+    void PrintJson(const CExtent& extent) {
+        const bool isData = extent.kind == CExtent::data;
+        m_output.Append(m_separator);
+        m_separator = ",\n  ";
+        m_output.Print(
+            FMT_COMPILE("{{\"start\": {}, \"length\": {}, \"kind\": \"{}\", \"file\": {}, "
+                        "\"offset\": {}, \"in_log\": {}}}"),
+            extent.offset, extent.length, KindOf(extent),
+            extent.kind == CExtent::hole ? "null" : JsonText(FileOf(extent)),
+            isData ? std::to_string(extent.position) : "null", isData && extent.overlaid);
+    }
+
+    /// A disk has at least one run.
+    void EndJson() const { m_output.Append("\n]\n"); }
+
+private:
+    bool IsOfChain() const { return m_what == EExtentsOf::chain; }
+
+    const std::string& FileOf(const CExtent& extent) const { return m_files[extent.layer]; }
+
+    /// Bytes that are no UTF-8 cannot stand in JSON.
+    static std::string JsonText(const std::string& text) {
+        return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    }
+
+    std::string_view KindOf(const CExtent& extent) const {
+        switch (extent.kind) {
+            case CExtent::data:
+                return "data";
+            case CExtent::zeros:
+                return "zeros";
+            case CExtent::hole:
+                break;
+        }
+        return m_leavesToParents ? "parent" : "hole";
+    }
+
+    static std::string OffsetOf(const CExtent& extent) {
+        if (extent.kind != CExtent::data) {
+            return "-";
+        }
+        return extent.overlaid ? "log" : std::to_string(extent.position);
+    }
+
+    EExtentsOf m_what;
+    COutput& m_output;
+    std::vector<std::string> m_files;
+    bool m_leavesToParents;
+    std::string_view m_separator = "[\n  ";
+};
+
+}  // namespace
+
+void PrintExtents(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk, EExtentsOf what,
+                  bool json, COutput& output) {
+    NVHDXHost::CMergedReader reader(disk);
+    CExtentPrinter printer(*disk, what, output);
+    if (!json) {
+        printer.PrintTitle();
+    }
+    const auto print = [&printer, json](const CExtent& extent) {
+        json ? printer.PrintJson(extent) : printer.PrintText(extent);
+        return true;
+    };
+    if (!reader.Extents(0, disk->Size(), print)) {
+        throw CFailure(Printable(reader.Error()));
+    }
+    if (json) {
+        printer.EndJson();
+    }
+    output.Flush();
+}
+
+}  // namespace NTool

@@ -1,0 +1,20 @@
+#ifndef VHDX_TOOLS_VHDX_EXTENT_MAP_H
+#define VHDX_TOOLS_VHDX_EXTENT_MAP_H
+
+#include <memory>
+
+#include "host/merged_disk.h"
+#include "tools/vhdx/output.h"
+
+namespace NTool {
+
+enum class EExtentsOf { chain, oneFile };
+
+/// Prints where the runs of a disk come from, run by run, as text or as a JSON array, and flushes
+/// the output. Of one file the runs that it leaves to its parents are called so.
+void PrintExtents(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk, EExtentsOf what,
+                  bool json, COutput& output);
+
+}  // namespace NTool
+
+#endif

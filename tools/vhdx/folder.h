@@ -1,0 +1,62 @@
+#ifndef VHDX_PARSER_TOOLS_VHDX_FOLDER_H
+#define VHDX_PARSER_TOOLS_VHDX_FOLDER_H
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <vhdx_parser/vhdx_parser.h>
+#include <CLI/CLI.hpp>
+
+#include "host/folder_tree.h"
+#include "tools/vhdx/command.h"
+#include "tools/vhdx/trace_writer.h"
+
+namespace NTool {
+
+/// What every command on a folder of disks is told.
+struct CFolderOptions {
+    std::string folder;
+    std::optional<std::uint32_t> traceLevel;
+};
+
+using CChainFile = std::shared_ptr<NVHDX::CFileObject<char>>;
+using CChain = NVHDX::NSnapshotCircuit::CSource<CChainFile>;
+
+/// FOLDER and --trace.
+void AddFolderArguments(CLI::App& command, CFolderOptions& folder);
+
+/// When the arguments name this command, `run` will be called with its options, which hold a
+/// `CFolderOptions` named `folder`.
+template <class TOptions>
+void ChooseFolder(CLI::App& command, CChosenCommand& chosen, std::shared_ptr<TOptions> options,
+                  void (*run)(const TOptions&)) {
+    command.callback([&chosen, options, run] {
+        chosen.subject = options->folder.folder;
+        chosen.run = [options, run] { run(*options); };
+    });
+}
+
+/// The disks of the folder. Throws `CFailure` when it is no folder that can be read.
+NVHDXHost::CFolderTree ScanFolder(const std::string& folder);
+
+/// The folder's chains as the library links them, in the order of their bases' names. Throws
+/// `CFailure` that names the files in one line where the linking would fail, and, since it has no
+/// guard of its own, where it would never end.
+std::vector<CChain> LinkChains(const std::string& folder, const NVHDXHost::CFolderTree& tree,
+                               const CTraceWriter& trace);
+
+/// The path of a file that the library opened: it shows a '\' between folder and name everywhere.
+std::string NativePath(const std::string& folder, const std::string& opened);
+
+/// The name in such a path.
+std::string NameIn(const std::string& opened);
+
+/// A JSON string, in ASCII; what is no UTF-8 becomes U+FFFD.
+std::string JsonText(const std::string& text);
+
+}  // namespace NTool
+
+#endif

@@ -1,0 +1,195 @@
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+#include "tools/vhdx/arguments.h"
+#include "tools/vhdx/block_table.h"
+#include "tools/vhdx/output.h"
+#include "tools/vhdx/text.h"
+
+namespace NTool {
+
+namespace {
+
+using NVHDX::CPayloadBlock;
+
+struct CInfoOptions {
+    CDiskOptions disk;
+    bool json = false;
+    bool noBlocks = false;
+};
+
+constexpr std::array<CPayloadBlock::EState, 6> states = {
+    CPayloadBlock::NotPresent, CPayloadBlock::Undefined,    CPayloadBlock::Zero,
+    CPayloadBlock::Unmapped,   CPayloadBlock::FullyPresent, CPayloadBlock::PartiallyPresent};
+
+struct CInfo {
+    std::string file;
+    std::uint64_t fileSize = 0;
+    NVHDX::NMetadata::CFileParameters parameters;
+    std::uint16_t logicalSectorSize = 0;
+    std::uint16_t physicalSectorSize = 0;
+    std::uint64_t virtualSize = 0;
+    std::string page83;
+    NVHDX::NMetadata::CParent parent;
+    std::uint64_t ratio = 0;
+    std::uint64_t chunks = 0;
+    std::optional<CBlockTable> blocks;
+};
+
+const char* TypeName(const NVHDX::NMetadata::CFileParameters& parameters) {
+    if (parameters.hasParent) {
+        return "differencing";
+    }
+    return parameters.leaveBlocksAllocated ? "fixed" : "dynamic";
+}
+
+CInfo Gather(CDisk& disk, bool noBlocks) {
+    using namespace NVHDX::NMetadata;
+    CInfo info;
+    info.file = disk.File();
+    info.fileSize = disk.FileSize();
+    info.parameters = disk.Item<CFileParameters>();
+    info.virtualSize = disk.Item<CVirtualDiskSize>().size;
+    info.page83 = GuidText(disk.Item<CPage83Data>().page83Data);
+    const CLogicalSectorSize logical = disk.Item<CLogicalSectorSize>();
+    info.logicalSectorSize = logical.sectorSize;
+    info.physicalSectorSize = disk.Item<CPhysicalSectorSize>().sectorSize;
+    info.parent = disk.Item<CParent>();
+    info.ratio = ChunkRatio(info.parameters, logical);
+    info.chunks = BlocksOf(BlocksOf(info.virtualSize, info.parameters.blockSize), info.ratio);
+    if (!noBlocks) {
+        info.blocks.emplace(disk);
+    }
+    return info;
+}
+
+using CJson = nlohmann::ordered_json;
+
+CJson BlocksJson(const CBlockTable& blocks) {
+    CJson json = {{"total", blocks.BlockCount()}};
+    for (const CPayloadBlock::EState state : states) {
+        json[std::string(StateName(state))] = blocks.Summary().Count(state);
+    }
+    return json;
+}
+
+CJson ParentJson(const NVHDX::NMetadata::CParent& parent) {
+    if (!parent.present) {
+        return nullptr;
+    }
+    CJson json = CJson::object();
+    for (const auto& [format, entry] : parent.entries) {
+        json[std::string(LocatorKey(format))] = Utf8(entry.value);
+    }
+    return json;
+}
+
+CJson InfoJson(const CInfo& info) {
+    CJson json;
+    json["file"] = info.file;
+    json["size"] = info.fileSize;
+    json["type"] = TypeName(info.parameters);
+    json["payloadblksz"] = info.parameters.blockSize;
+    json["logsectsz"] = info.logicalSectorSize;
+    json["physical_sector_size"] = info.physicalSectorSize;
+    json["virtdisksz"] = info.virtualSize;
+    json["page83"] = info.page83;
+    json["leaveBlocksAllocated"] = info.parameters.leaveBlocksAllocated;
+    json["bDifferencing"] = info.parameters.hasParent;
+    json["maxFileOffset"] = info.blocks ? CJson(info.blocks->MaxFileOffset()) : CJson();
+    json["lastPayloadBlockIndex"] =
+        info.blocks ? CJson(info.blocks->LastPayloadBlockIndex()) : CJson();
+    json["ratio"] = info.ratio;
+    json["chunks"] = info.chunks;
+    json["blocks"] = info.blocks ? BlocksJson(*info.blocks) : CJson();
+    json["parent"] = ParentJson(info.parent);
+    return json;
+}
+
+void PrintJson(const CInfo& info, COutput& output) {
+    // ASCII only, and no failure for a file name that is no UTF-8.
+    output.Append(InfoJson(info).dump(2, ' ', true, CJson::error_handler_t::replace));
+    output.Append("\n");
+}
+
+class CLines {
+public:
+    explicit CLines(COutput& output) : m_output(output) {}
+
+    void Title(const std::string& text) {
+        m_output.Append((m_output.IsColoured() ? "\x1B[1m" + text + "\x1B[0m" : text) + "\n");
+    }
+    void Line(std::string_view label, const std::string& value) {
+        m_output.Print(FMT_COMPILE("  {:<22}{}\n"), label, value);
+    }
+    void Count(std::string_view label, std::uint64_t count) {
+        m_output.Print(FMT_COMPILE("    {:<20}{}\n"), label, count);
+    }
+
+private:
+    COutput& m_output;
+};
+
+void PrintBlocks(const CBlockTable& blocks, CLines& lines) {
+    lines.Line("end of the last data", SizeText(blocks.MaxFileOffset()));
+    lines.Line("block with that data", std::to_string(blocks.LastPayloadBlockIndex()));
+    lines.Line("blocks", std::to_string(blocks.BlockCount()));
+    for (const CPayloadBlock::EState state : states) {
+        lines.Count(StateName(state), blocks.Summary().Count(state));
+    }
+}
+
+void PrintText(const CInfo& info, COutput& output) {
+    CLines lines(output);
+    lines.Title(Printable(info.file));
+    lines.Line("file size", SizeText(info.fileSize));
+    lines.Line("type", TypeName(info.parameters));
+    lines.Line("virtual size", SizeText(info.virtualSize));
+    lines.Line("block size", SizeText(info.parameters.blockSize));
+    lines.Line("logical sector size", SizeText(info.logicalSectorSize));
+    lines.Line("physical sector size", SizeText(info.physicalSectorSize));
+    lines.Line("page 83 identifier", info.page83);
+    lines.Line("blocks stay allocated", info.parameters.leaveBlocksAllocated ? "yes" : "no");
+    lines.Line("chunk ratio", std::to_string(info.ratio));
+    lines.Line("chunks", std::to_string(info.chunks));
+    if (info.blocks) {
+        PrintBlocks(*info.blocks, lines);
+    } else {
+        lines.Line("blocks", "not read");
+    }
+    lines.Line("parent", info.parent.present
+                             ? fmt::format("{} locator entries", info.parent.entries.size())
+                             : "none");
+    for (const auto& [format, entry] : info.parent.entries) {
+        output.Print(FMT_COMPILE("    {:<20}{}\n"), LocatorKey(format),
+                     Printable(Utf8(entry.value)));
+    }
+}
+
+void RunInfo(const CInfoOptions& options) {
+    CDisk disk(options.disk);
+    const CInfo info = Gather(disk, options.noBlocks);
+    COutput output = COutput::Standard();
+    options.json ? PrintJson(info, output) : PrintText(info, output);
+    output.Flush();
+}
+
+}  // namespace
+
+void AddInfo(CLI::App& program, CChosenCommand& chosen) {
+    const auto options = std::make_shared<CInfoOptions>();
+    CLI::App& command = *program.add_subcommand("info", "What a disk is, and what its blocks hold");
+    AddDiskArguments(command, options->disk);
+    command.add_flag("--json", options->json, "Print one JSON object");
+    command.add_flag("--no-blocks", options->noBlocks,
+                     "Leave the block allocation table unread: just as fast for any disk");
+    command.footer("Example: vhdx info --json disk.vhdx");
+    Choose(command, chosen, options, RunInfo);
+}
+
+}  // namespace NTool

@@ -1,0 +1,83 @@
+#include "tools/vhdx/merged_source.h"
+
+#include <system_error>
+
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+
+#include "host/locator_path.h"
+#include "tools/vhdx/command_line.h"
+#include "tools/vhdx/failure.h"
+#include "tools/vhdx/notes.h"
+#include "tools/vhdx/text.h"
+
+namespace NTool {
+
+namespace {
+
+/// The reason alone, where it is about the file that the message names anyway.
+CFailure Failure(const std::filesystem::path& file, const std::string& error) {
+    const std::string prefix = NVHDXHost::Quoted(file) + ": ";
+    const bool named = error.compare(0, prefix.size(), prefix) == 0;
+    return CFailure(NVHDXHost::TextFromPath(file),
+                    Printable(named ? error.substr(prefix.size()) : error));
+}
+
+using CMergedPointer = std::shared_ptr<const NVHDXHost::CMergedDisk>;
+
+CMergedPointer Open(const CDiskOptions& options, const CChainOptions& chain, bool withParents) {
+    const std::filesystem::path file = ChosenFile(options.file, chain.disk);
+    std::error_code missing;
+    if (!std::filesystem::exists(file, missing)) {
+        throw CFailure(NVHDXHost::TextFromPath(file), "there is no such file");
+    }
+    NVHDXHost::CMergeOptions merge;
+    merge.replayLogs = options.replayLog;
+    merge.withParents = withParents;
+    merge.otherPaths = chain.otherPaths;
+    std::string error;
+    auto merged = NVHDXHost::CMergedDisk::Open(file, merge, error);
+    if (merged == nullptr) {
+        throw Failure(file, error);
+    }
+    for (const NVHDXHost::CDiskLayer& layer : merged->Layers()) {
+        PrintReplay(NVHDXHost::TextFromPath(layer.path), layer.replay.entries);
+    }
+    for (const std::string& finding : merged->Findings()) {
+        PrintNote("warning: " + finding);
+    }
+    return merged;
+}
+
+}  // namespace
+
+void AddChainArguments(CLI::App& command, CChainOptions& chain) {
+    command.add_option("--disk", chain.disk, "The disk to take where a folder is given")
+        ->type_name("NAME");
+    command.add_flag("--other-paths", chain.otherPaths,
+                     "Look for parents at the absolute paths that the files keep too");
+}
+
+std::filesystem::path ChosenFile(const std::string& source, const std::string& disk) {
+    std::error_code error;
+    const bool isFolder = std::filesystem::is_directory(PathOf(source), error);
+    if (isFolder && disk.empty()) {
+        throw CFailure("this is a folder; --disk NAME says which of its disks is meant");
+    }
+    if (!isFolder && !disk.empty()) {
+        throw CFailure("this is not a folder, so there is nothing to choose with --disk");
+    }
+    return isFolder ? PathOf(source) / PathOf(disk) : PathOf(source);
+}
+
+std::shared_ptr<const NVHDXHost::CMergedDisk> OpenMerged(const CDiskOptions& options,
+                                                         const CChainOptions& chain) {
+    return Open(options, chain, true);
+}
+
+std::shared_ptr<const NVHDXHost::CMergedDisk> OpenAlone(const CDiskOptions& options,
+                                                        const CChainOptions& chain) {
+    return Open(options, chain, false);
+}
+
+}  // namespace NTool

@@ -1,0 +1,40 @@
+#ifndef VHDX_TOOLS_VHDX_MERGED_SOURCE_H
+#define VHDX_TOOLS_VHDX_MERGED_SOURCE_H
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "host/merged_disk.h"
+#include "tools/vhdx/disk.h"
+
+namespace CLI {
+class App;
+}
+
+namespace NTool {
+
+/// What a command on a chain is told.
+struct CChainOptions {
+    std::string disk;         ///< the file, where a folder is given
+    bool otherPaths = false;  ///< look for parents at the absolute paths that the files keep too
+};
+
+/// --disk NAME, for commands whose FILE may be a folder, and --other-paths.
+void AddChainArguments(CLI::App& command, CChainOptions& chain);
+
+/// The file that is meant: `source` itself, or the one of this name in the folder `source`.
+std::filesystem::path ChosenFile(const std::string& source, const std::string& disk);
+
+/// Opens a disk with all its parents. Says on standard error which logs were replayed and what does
+/// not fit together; what cannot be opened ends in `CFailure`.
+std::shared_ptr<const NVHDXHost::CMergedDisk> OpenMerged(const CDiskOptions& options,
+                                                         const CChainOptions& chain);
+
+/// The same of the file alone: what it leaves to its parents are holes.
+std::shared_ptr<const NVHDXHost::CMergedDisk> OpenAlone(const CDiskOptions& options,
+                                                        const CChainOptions& chain);
+
+}  // namespace NTool
+
+#endif

@@ -1,0 +1,148 @@
+#include "tools/vhdx/output_file.h"
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+#if defined(_WIN32)
+#include <io.h>
+
+#include "tools/vhdx/windows_file.h"
+#endif
+
+#include "tools/vhdx/command_line.h"
+#include "tools/vhdx/failure.h"
+
+namespace NTool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::FILE* OpenToWrite(const fs::path& path, bool mustBeNew) {
+    errno = 0;
+#if defined(_WIN32)
+    // The runtime takes no "x" in the mode and would empty somebody else's file.
+    const int file = OpenRemovable(path, mustBeNew ? EOpening::toWriteNew : EOpening::toWrite);
+    return file < 0 ? nullptr : _fdopen(file, "wb");
+#else
+    return std::fopen(path.c_str(), mustBeNew ? "wbx" : "wb");
+#endif
+}
+
+/// The place that a link leads to, so that the link itself stays.
+fs::path Resolved(const fs::path& path) {
+    std::error_code error;
+    const fs::path target = fs::canonical(path, error);
+    return error ? path : target;
+}
+
+}  // namespace
+
+void CheckNotRead(const std::string& output, const fs::path& source) {
+    std::error_code error;
+    if (fs::equivalent(PathOf(output), source, error)) {
+        throw CFailure(output, "this is the disk file that is read");
+    }
+}
+
+COutputFile::COutputFile(const std::string& path, const std::string& source, EReplace replace)
+    : m_name(path), m_replace(replace), m_path(Resolved(PathOf(path))) {
+    CheckNotRead(path, PathOf(source));
+    std::error_code error;
+    switch (fs::status(m_path, error).type()) {
+        case fs::file_type::directory:
+            throw CFailure(m_name, "this is a folder");
+        case fs::file_type::regular:
+            if (m_replace == mustBeNew) {
+                FailExisting();
+            }
+            [[fallthrough]];
+        case fs::file_type::not_found:
+            CreateBeside();
+            break;
+        default:
+            OpenDirectly();
+    }
+}
+
+COutputFile::~COutputFile() {
+    if (m_file != nullptr) {
+        static_cast<void>(std::fclose(m_file));
+    }
+    if (!m_temporary.empty()) {
+        std::error_code error;
+        fs::remove(m_temporary, error);
+    }
+}
+
+void COutputFile::CreateBeside() {
+    m_guard = std::make_unique<CRemovedWhenInterrupted>();
+    for (int attempt = 0; m_file == nullptr; ++attempt) {
+        m_temporary = m_path;
+        m_temporary += ".part" + std::to_string(attempt);
+        m_file = OpenToWrite(m_temporary, true);
+        if (m_file == nullptr && (errno != EEXIST || attempt == 99)) {
+            const int error = errno;
+            m_temporary.clear();
+            throw CFailure(m_name, "cannot be written: " + std::generic_category().message(error));
+        }
+    }
+    m_guard->Guard(m_temporary);
+    m_output = std::make_unique<COutput>(m_file, m_name, true);
+}
+
+void COutputFile::OpenDirectly() {
+    m_file = OpenToWrite(m_path, false);
+    if (m_file == nullptr) {
+        throw CFailure(m_name, "cannot be written: " + std::generic_category().message(errno));
+    }
+    m_output = std::make_unique<COutput>(m_file, m_name);
+}
+
+void COutputFile::Commit() {
+    m_output->Flush();
+    errno = 0;
+    if (std::fclose(std::exchange(m_file, nullptr)) != 0) {
+        m_output->Fail(errno);
+    }
+    if (m_temporary.empty()) {
+        return;
+    }
+    TakePlace();
+    m_temporary.clear();
+    m_guard.reset();
+}
+
+void COutputFile::TakePlace() {
+    std::error_code error;
+    const fs::file_status older = fs::status(m_path, error);
+    if (older.type() == fs::file_type::regular) {
+        if (m_replace == mustBeNew) {
+            FailExisting();
+        }
+        fs::permissions(m_temporary, older.permissions(), error);
+    }
+    if (m_replace == mustBeNew) {
+        // Unlike renaming, linking never replaces a file that came up meanwhile. Where the file
+        // system has no links, the check above has to do.
+        fs::create_hard_link(m_temporary, m_path, error);
+        if (!error) {
+            fs::remove(m_temporary, error);
+            return;
+        }
+        if (error == std::errc::file_exists) {
+            FailExisting();
+        }
+    }
+    fs::rename(m_temporary, m_path, error);
+    if (error) {
+        m_output->Fail(error.value());
+    }
+}
+
+void COutputFile::FailExisting() const {
+    throw CFailure(m_name, "this file exists already (--force replaces it)");
+}
+
+}  // namespace NTool

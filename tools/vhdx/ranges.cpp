@@ -1,0 +1,208 @@
+#include "tools/vhdx/ranges.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <numeric>
+#include <string_view>
+#include <system_error>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "tools/vhdx/command_line.h"
+#include "tools/vhdx/failure.h"
+#include "tools/vhdx/size_text.h"
+#include "tools/vhdx/text.h"
+
+namespace NTool {
+
+namespace {
+
+using CJson = nlohmann::json;
+
+/// Takes ranges in ascending order; `place` says where in the input a range stands.
+class CRangeCollector {
+public:
+    void Add(std::uint64_t offset, std::uint64_t length, const std::string& place) {
+        if (length > ~offset) {
+            throw CFailure(fmt::format("{}: the range of {} bytes from {} ends past 2^64", place,
+                                       length, offset));
+        }
+        if (!m_ranges.empty()) {
+            CheckOrder(offset, place);
+        }
+        m_ranges.emplace_hint(m_ranges.end(), offset, length);
+    }
+
+    CRanges Take() { return std::move(m_ranges); }
+
+private:
+    void CheckOrder(std::uint64_t offset, const std::string& place) const {
+        const auto& [lastOffset, lastLength] = *m_ranges.rbegin();
+        if (offset < lastOffset) {
+            throw CFailure(fmt::format(
+                "{}: the range from {} stands behind the one from {}; ranges must be sorted", place,
+                offset, lastOffset));
+        }
+        // Also two empty ranges at one place, which the library could not tell apart.
+        if (offset == lastOffset || offset - lastOffset < lastLength) {
+            throw CFailure(
+                fmt::format("{}: the range from {} overlaps the one before it, {} bytes from {}",
+                            place, offset, lastLength, lastOffset));
+        }
+    }
+
+    CRanges m_ranges;
+};
+
+std::string_view Trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r";
+    const std::size_t first = text.find_first_not_of(blanks);
+    return first == text.npos ? std::string_view()
+                              : text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::uint64_t ParseNumber(std::string_view text, const std::string& place) {
+    try {
+        return ParseSize(text);
+    } catch (const CSizeError& error) {
+        throw CFailure(place + ": " + Printable(error.what()));
+    }
+}
+
+CRanges ParseLines(std::string_view text) {
+    CRangeCollector collector;
+    for (std::size_t number = 1; !text.empty(); ++number) {
+        const std::size_t end = text.find('\n');
+        const std::string_view line = Trimmed(text.substr(0, end));
+        text = end == text.npos ? std::string_view() : text.substr(end + 1);
+        if (line.empty()) {
+            continue;
+        }
+        const std::string place = fmt::format("line {}", number);
+        const std::size_t comma = line.find(',');
+        if (comma == line.npos) {
+            throw CFailure(place + ": this is no \"offset,length\"");
+        }
+        collector.Add(ParseNumber(Trimmed(line.substr(0, comma)), place),
+                      ParseNumber(Trimmed(line.substr(comma + 1)), place), place);
+    }
+    return collector.Take();
+}
+
+std::uint64_t NumberOf(const CJson& element, const char* key, const std::string& place) {
+    const auto number = element.find(key);
+    if (number == element.end() || !number->is_number_unsigned()) {
+        throw CFailure(fmt::format("{}: \"{}\" is no whole number below 2^64", place, key));
+    }
+    return number->get<std::uint64_t>();
+}
+
+/// What the parser says without the name that it has for the error.
+std::string ParserText(std::string_view text) {
+    const std::size_t name = text.find("] ");
+    return Printable(name == text.npos ? text : text.substr(name + 2));
+}
+
+CJson ParseJson(const std::string& text) {
+    // Ranges are at most two deep; without a limit the input would decide how much stack is used.
+    const auto shallow = [](int depth, CJson::parse_event_t event, CJson&) {
+        if (depth > 8 && (event == CJson::parse_event_t::array_start ||
+                          event == CJson::parse_event_t::object_start)) {
+            throw CFailure("the JSON is nested too deeply");
+        }
+        return true;
+    };
+    try {
+        return CJson::parse(text, shallow);
+    } catch (const CJson::exception& error) {
+        throw CFailure("this is no JSON: " + ParserText(error.what()));
+    }
+}
+
+CRanges ParseElements(const std::string& text) {
+    const CJson elements = ParseJson(text);
+    if (!elements.is_array()) {
+        throw CFailure(R"(the JSON is no array of {"offset", "length"})");
+    }
+    CRangeCollector collector;
+    std::size_t number = 0;
+    for (const CJson& element : elements) {
+        const std::string place = fmt::format("element {}", ++number);
+        if (!element.is_object()) {
+            throw CFailure(place + R"(: this is no {"offset", "length"})");
+        }
+        collector.Add(NumberOf(element, "offset", place), NumberOf(element, "length", place),
+                      place);
+    }
+    return collector.Take();
+}
+
+std::string ReadAll(std::FILE* file) {
+    std::string text;
+    std::array<char, 65536> piece;
+    errno = 0;
+    while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file)) {
+        text.append(piece.data(), count);
+    }
+    if (std::ferror(file) != 0) {
+        throw CFailure("cannot be read: " + std::generic_category().message(errno));
+    }
+    return text;
+}
+
+struct CFileCloser {
+    void operator()(std::FILE* file) const { (void)std::fclose(file); }
+};
+
+std::string TextOf(const std::string& file) {
+    if (file == "-") {
+        return ReadAll(stdin);
+    }
+    errno = 0;
+#if defined(_WIN32)
+    const std::unique_ptr<std::FILE, CFileCloser> opened(_wfopen(PathOf(file).c_str(), L"rb"));
+#else
+    const std::unique_ptr<std::FILE, CFileCloser> opened(std::fopen(PathOf(file).c_str(), "rb"));
+#endif
+    if (opened == nullptr) {
+        throw CFailure("cannot be read: " + std::generic_category().message(errno));
+    }
+    return ReadAll(opened.get());
+}
+
+}  // namespace
+
+CRanges ParseRanges(const std::string& text) {
+    const std::size_t first = text.find_first_not_of(" \t\r\n");
+    const bool isJson = first != text.npos && (text[first] == '[' || text[first] == '{');
+    return isJson ? ParseElements(text) : ParseLines(text);
+}
+
+CRanges ReadRanges(const std::string& file) {
+    try {
+        return ParseRanges(TextOf(file));
+    } catch (const CFailure& failure) {
+        throw CFailure(file == "-" ? "standard input" : file, failure.what());
+    }
+}
+
+std::uint64_t LengthOf(const CRanges& ranges) {
+    return std::accumulate(
+        ranges.begin(), ranges.end(), std::uint64_t{0},
+        [](std::uint64_t sum, const CRanges::value_type& range) { return sum + range.second; });
+}
+
+void AddTail(CRanges& ranges, std::uint64_t begin, std::uint64_t end) {
+    ranges.erase(ranges.lower_bound(begin), ranges.end());
+    if (!ranges.empty()) {
+        auto& [offset, length] = *ranges.rbegin();
+        length = std::min(length, begin - offset);
+    }
+    ranges.emplace(begin, end - begin);
+}
+
+}  // namespace NTool

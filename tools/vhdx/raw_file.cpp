@@ -1,0 +1,299 @@
+#include "tools/vhdx/raw_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <limits>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#if defined(_WIN32)
+#include <io.h>
+// The second header needs the first.
+// clang-format off
+#include <windows.h>
+#include <winioctl.h>
+// clang-format on
+
+#include "tools/vhdx/windows_file.h"
+#else
+#include <unistd.h>
+#endif
+
+#include "tools/vhdx/failure.h"
+
+namespace NTool {
+
+namespace {
+
+constexpr std::uint64_t largestPiece = std::uint64_t{1} << 20;
+constexpr std::uint64_t noEnd = std::numeric_limits<std::uint64_t>::max();
+
+#if defined(_WIN32)
+
+int Open(const std::filesystem::path& path, bool writing) {
+    const int file = OpenRemovable(path, writing ? EOpening::toReadAndWrite : EOpening::toRead);
+    DWORD unused = 0;
+    if (file >= 0 && writing) {
+        // Without sparse files, on FAT for instance, the holes take space.
+        DeviceIoControl(reinterpret_cast<HANDLE>(_get_osfhandle(file)), FSCTL_SET_SPARSE, nullptr,
+                        0, nullptr, 0, &unused, nullptr);
+    }
+    return file;
+}
+
+std::int64_t ReadSome(int file, std::uint64_t offset, std::span<unsigned char> bytes) {
+    return _lseeki64(file, static_cast<__int64>(offset), SEEK_SET) < 0
+               ? -1
+               : _read(file, bytes.data(), static_cast<unsigned>(bytes.size()));
+}
+
+std::int64_t WriteSome(int file, std::uint64_t offset, std::span<const unsigned char> bytes) {
+    return _lseeki64(file, static_cast<__int64>(offset), SEEK_SET) < 0
+               ? -1
+               : _write(file, bytes.data(), static_cast<unsigned>(bytes.size()));
+}
+
+std::int64_t SizeOf(int file) {
+    return _filelengthi64(file);
+}
+
+int SetSize(int file, std::uint64_t size) {
+    // The runtime's own function writes the zeros.
+    return SetFileSize(file, size);
+}
+
+/// Makes zeros also where the file is not sparse.
+bool MakeHole(int file, std::uint64_t offset, std::uint64_t length) {
+    FILE_ZERO_DATA_INFORMATION range = {};
+    range.FileOffset.QuadPart = static_cast<LONGLONG>(offset);
+    range.BeyondFinalZero.QuadPart = static_cast<LONGLONG>(offset + length);
+    DWORD unused = 0;
+    return DeviceIoControl(reinterpret_cast<HANDLE>(_get_osfhandle(file)), FSCTL_SET_ZERO_DATA,
+                           &range, sizeof(range), nullptr, 0, &unused, nullptr) != 0;
+}
+
+int CloseFile(int file) {
+    return _close(file);
+}
+
+#else
+
+int Open(const std::filesystem::path& path, bool writing) {
+    return open(path.c_str(), (writing ? O_RDWR : O_RDONLY) | O_CLOEXEC);
+}
+
+std::int64_t ReadSome(int file, std::uint64_t offset, std::span<unsigned char> bytes) {
+    return pread(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+}
+
+std::int64_t WriteSome(int file, std::uint64_t offset, std::span<const unsigned char> bytes) {
+    return pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+}
+
+std::int64_t SizeOf(int file) {
+    return lseek(file, 0, SEEK_END);
+}
+
+int SetSize(int file, std::uint64_t size) {
+    return ftruncate(file, static_cast<off_t>(size)) == 0 ? 0 : errno;
+}
+
+bool MakeHole(int file, std::uint64_t offset, std::uint64_t length) {
+#if defined(FALLOC_FL_PUNCH_HOLE)
+    return fallocate(file, FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, static_cast<off_t>(offset),
+                     static_cast<off_t>(length)) == 0;
+#else
+    (void)file, (void)offset, (void)length;
+    return false;
+#endif
+}
+
+int CloseFile(int file) {
+    return close(file);
+}
+
+#endif
+
+}  // namespace
+
+CRawFile::CRawFile(const std::filesystem::path& path, std::string name, EAccess access)
+    : m_name(std::move(name)), m_file(Open(path, access == toReadAndWrite)) {
+    if (m_file < 0) {
+        Fail("cannot be opened", errno);
+    }
+}
+
+CRawFile::~CRawFile() {
+    if (m_file >= 0) {
+        CloseFile(m_file);
+    }
+}
+
+std::uint64_t CRawFile::Size() const {
+    const std::int64_t size = SizeOf(m_file);
+    if (size < 0) {
+        Fail("its size cannot be found out", errno);
+    }
+    return static_cast<std::uint64_t>(size);
+}
+
+void CRawFile::Resize(std::uint64_t size) {
+    m_known = {};
+    if (const int error = SetSize(m_file, size); error != 0) {
+        Fail("cannot be written", error);
+    }
+}
+
+void CRawFile::Read(std::uint64_t offset, std::span<unsigned char> bytes) const {
+    while (!bytes.empty()) {
+        errno = 0;
+        const std::int64_t count = ReadSome(
+            m_file, offset, bytes.first(std::min<std::size_t>(bytes.size(), largestPiece)));
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            Fail("cannot be read", errno);
+        }
+        offset += static_cast<std::uint64_t>(count);
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+    }
+}
+
+void CRawFile::Write(std::uint64_t offset, std::span<const unsigned char> bytes) {
+    m_known = {};
+    while (!bytes.empty()) {
+        errno = 0;
+        const std::int64_t count = WriteSome(
+            m_file, offset, bytes.first(std::min<std::size_t>(bytes.size(), largestPiece)));
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            Fail("cannot be written", errno);
+        }
+        offset += static_cast<std::uint64_t>(count);
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+    }
+}
+
+void CRawFile::Zero(std::uint64_t offset, std::uint64_t length) {
+    static const std::array<unsigned char, 65536> zeros = {};
+    m_known = {};
+    if (length == 0 || MakeHole(m_file, offset, length)) {
+        return;
+    }
+    for (const std::uint64_t end = offset + length; offset < end;) {
+        const std::uint64_t piece = std::min<std::uint64_t>(zeros.size(), end - offset);
+        Write(offset, std::span(zeros).first(static_cast<std::size_t>(piece)));
+        offset += piece;
+    }
+}
+
+void CRawFile::CopyFrom(const CRawFile& source, std::uint64_t position, std::uint64_t offset,
+                        std::uint64_t length) {
+    m_known = {};
+    std::uint64_t done = 0;
+    if (m_copiesInSystem && CopyInSystem(source, position, offset, length, done)) {
+        return;
+    }
+    std::vector<unsigned char> buffer;
+    while (done != length) {
+        buffer.resize(static_cast<std::size_t>(std::min(largestPiece, length - done)));
+        source.Read(position + done, buffer);
+        Write(offset + done, buffer);
+        done += buffer.size();
+    }
+}
+
+#if defined(__linux__)
+
+/// False when the rest has to be copied by reading and writing: the file systems cannot do it for
+/// one another, or something is wrong, which reading and writing will then name.
+bool CRawFile::CopyInSystem(const CRawFile& source, std::uint64_t position, std::uint64_t offset,
+                            std::uint64_t length, std::uint64_t& done) {
+    while (done != length) {
+        auto from = static_cast<off_t>(position + done);
+        auto to = static_cast<off_t>(offset + done);
+        const ssize_t count = copy_file_range(source.m_file, &from, m_file, &to,
+                                              static_cast<std::size_t>(length - done), 0);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count <= 0) {
+            m_copiesInSystem = count == 0;
+            return false;
+        }
+        done += static_cast<std::uint64_t>(count);
+    }
+    return true;
+}
+
+CRawFile::CKnown CRawFile::Look(std::uint64_t begin) const {
+    const off_t data = lseek(m_file, static_cast<off_t>(begin), SEEK_DATA);
+    if (data < 0) {
+        // With ENXIO there is none up to the end of the file.
+        return {begin, {errno == ENXIO ? noEnd : begin, noEnd}};
+    }
+    const off_t hole = lseek(m_file, data, SEEK_HOLE);
+    return {
+        begin,
+        {static_cast<std::uint64_t>(data), hole < 0 ? noEnd : static_cast<std::uint64_t>(hole)}};
+}
+
+#else
+
+bool CRawFile::CopyInSystem(const CRawFile&, std::uint64_t, std::uint64_t, std::uint64_t,
+                            std::uint64_t&) {
+    return false;
+}
+
+CRawFile::CKnown CRawFile::Look(std::uint64_t begin) const {
+    return {begin, {begin, noEnd}};
+}
+
+#endif
+
+CRawFile::CStored CRawFile::NextStored(std::uint64_t begin, std::uint64_t end) const {
+    if (begin < m_known.begin || begin >= m_known.run.end) {
+        m_known = Look(begin);
+    }
+    return {std::clamp(m_known.run.begin, begin, end), std::min(m_known.run.end, end)};
+}
+
+void CRawFile::Settle() {
+#if defined(_WIN32)
+    const int result = _commit(m_file);
+#else
+    const int result = fsync(m_file);
+#endif
+    if (result != 0) {
+        Fail("cannot be written", errno);
+    }
+#if defined(POSIX_FADV_DONTNEED)
+    // What stays in memory would be compared with itself. A system that keeps it does no harm.
+    (void)posix_fadvise(m_file, 0, 0, POSIX_FADV_DONTNEED);
+#endif
+}
+
+void CRawFile::Close() {
+    if (CloseFile(std::exchange(m_file, -1)) != 0) {
+        Fail("cannot be written", errno);
+    }
+}
+
+void CRawFile::Fail(const char* what, int error) const {
+    std::string reason = what;
+    if (error != 0) {
+        reason.append(": ").append(std::generic_category().message(error));
+    }
+    throw CFailure(m_name, reason);
+}
+
+}  // namespace NTool

@@ -1,0 +1,125 @@
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
+
+#include <CLI/CLI.hpp>
+
+#include "tools/vhdx/command.h"
+#include "tools/vhdx/failure.h"
+
+namespace NTool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CServeOptions {
+    std::string source;
+    std::string disk;
+    std::string socket;
+};
+
+#if defined(_WIN32)
+
+void RunServe(const CServeOptions&) {
+    throw CFailure("nbdkit does not run on Windows");
+}
+
+#else
+
+constexpr auto PluginFile = "nbdkit-vhdx-plugin.so";
+
+/// Beside the command, where it was built, or where it was installed with the command.
+fs::path FindPlugin() {
+    std::error_code error;
+    const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
+    const std::array<fs::path, 2> candidates = {folder / PluginFile,
+                                                folder / VHDX_PLUGIN_FROM_COMMAND / PluginFile};
+    for (const fs::path& candidate : candidates) {
+        if (fs::is_regular_file(candidate, error)) {
+            return fs::weakly_canonical(candidate, error);
+        }
+    }
+    throw CFailure(std::string("nbdkit's plugin ") + PluginFile +
+                   " is neither beside this command nor installed with it");
+}
+
+/// The parameter that names the disk to the plugin.
+std::vector<std::string> DiskParameters(const CServeOptions& options) {
+    std::error_code error;
+    if (fs::is_directory(options.source, error)) {
+        if (options.disk.empty()) {
+            throw CFailure("this is a folder: --disk NAME says which of its disks to serve");
+        }
+        return {"folder=" + options.source, "disk=" + options.disk};
+    }
+    if (!options.disk.empty()) {
+        throw CFailure("--disk goes with a folder, and this is none");
+    }
+    return {"file=" + options.source};
+}
+
+std::vector<std::string> NbdkitCommand(const CServeOptions& options) {
+    const std::vector<std::string> disk = DiskParameters(options);
+    std::vector<std::string> command = {"nbdkit", "--foreground", "--readonly"};
+    if (options.socket.empty()) {
+        command.emplace_back("--ip-addr=localhost");
+    } else {
+        command.push_back("--unix=" + options.socket);
+    }
+    command.push_back(FindPlugin().string());
+    command.insert(command.end(), disk.begin(), disk.end());
+    return command;
+}
+
+/// nbdkit takes this command's place, so that Ctrl-C and its exit status are its own.
+void RunServe(const CServeOptions& options) {
+    std::vector<std::string> command = NbdkitCommand(options);
+    std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
+    for (std::string& argument : command) {
+        arguments.push_back(argument.data());
+    }
+    arguments.push_back(nullptr);
+    execvp(arguments[0], arguments.data());
+    throw CFailure("nbdkit",
+                   errno == ENOENT ? "is not installed" : std::generic_category().message(errno));
+}
+
+#endif
+
+}  // namespace
+
+void AddServe(CLI::App& program, CChosenCommand& chosen) {
+    const auto options = std::make_shared<CServeOptions>();
+    CLI::App& command = *program.add_subcommand(
+        "serve", "Serves a disk, with all its parents, as a network block device (nbdkit)");
+    command
+        .add_option("SOURCE", options->source,
+                    "A disk file (.vhdx or .avhdx), or a folder together with --disk")
+        ->required()
+        ->type_name("");
+    command.add_option("--disk", options->disk, "The disk of the folder to serve")
+        ->type_name("NAME");
+    command
+        .add_option("--socket", options->socket,
+                    "Listen on this Unix socket instead of TCP port 10809 of this machine")
+        ->type_name("PATH");
+    command.footer(
+        "Read-only; runs until Ctrl-C. The disk must not be in use meanwhile.\n"
+        "Example: vhdx serve disk.avhdx --socket disk.sock");
+    command.callback([&chosen, options] {
+        chosen.subject = options->source;
+        chosen.run = [options] { RunServe(*options); };
+    });
+}
+
+}  // namespace NTool

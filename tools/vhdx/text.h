@@ -1,0 +1,38 @@
+#ifndef VHDX_PARSER_TOOLS_VHDX_TEXT_H
+#define VHDX_PARSER_TOOLS_VHDX_TEXT_H
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include <vhdx_parser/block_model.h>
+#include <vhdx_parser/metadata.h>
+
+namespace NTool {
+
+/// The UTF-8 form of UTF-16 code units, one in each character; U+FFFD for an unpaired surrogate.
+/// Where `wchar_t` has 32 bits a character may also be a whole code point.
+std::string Utf8(std::wstring_view text);
+
+/// The text with everything that could steer a terminal or mislead the eye (control characters,
+/// direction marks, bytes that are no UTF-8) written as an escape, so that a disk file or a file
+/// name cannot do either.
+std::string Printable(std::string_view utf8);
+
+/// "32 MiB", "1.5 GiB", "0 bytes": in the largest unit that leaves at least 1, to one decimal.
+std::string InUnits(std::uint64_t bytes);
+
+/// "32 MiB (33554432 bytes)"; the number alone below 1 KiB.
+std::string SizeText(std::uint64_t bytes);
+
+std::string GuidText(const _GUID& guid);
+
+/// "NotPresent", "Undefined", ...
+std::string_view StateName(NVHDX::CPayloadBlock::EState state);
+
+/// The key of a parent locator entry as the disk file spells it.
+std::string_view LocatorKey(NVHDX::NMetadata::CParent::EFormat format);
+
+}  // namespace NTool
+
+#endif

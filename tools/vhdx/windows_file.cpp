@@ -1,0 +1,71 @@
+#include "tools/vhdx/windows_file.h"
+
+#include <fcntl.h>
+#include <io.h>
+#include <windows.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <system_error>
+
+namespace NTool {
+
+namespace {
+
+DWORD AccessOf(EOpening opening) {
+    switch (opening) {
+        case EOpening::toRead:
+            return GENERIC_READ;
+        case EOpening::toReadAndWrite:
+            return GENERIC_READ | GENERIC_WRITE;
+        default:
+            return GENERIC_WRITE;
+    }
+}
+
+DWORD CreationOf(EOpening opening) {
+    switch (opening) {
+        case EOpening::toWrite:
+            return CREATE_ALWAYS;
+        case EOpening::toWriteNew:
+            return CREATE_NEW;
+        default:
+            return OPEN_EXISTING;
+    }
+}
+
+/// The value of `errno` that stands for the last error of Windows.
+int LastError() {
+    const std::error_code error(static_cast<int>(GetLastError()), std::system_category());
+    const std::error_condition condition = error.default_error_condition();
+    return condition.category() == std::generic_category() ? condition.value() : EIO;
+}
+
+}  // namespace
+
+int OpenRemovable(const std::filesystem::path& path, EOpening opening) {
+    const HANDLE handle = CreateFileW(path.c_str(), AccessOf(opening),
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, CreationOf(opening), FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        errno = LastError();
+        return -1;
+    }
+    const int reading = opening == EOpening::toRead ? _O_RDONLY : 0;
+    const int file = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), reading | _O_BINARY);
+    if (file < 0) {
+        CloseHandle(handle);
+    }
+    return file;
+}
+
+int SetFileSize(int file, std::uint64_t size) {
+    FILE_END_OF_FILE_INFO end{};
+    end.EndOfFile.QuadPart = static_cast<LONGLONG>(size);
+    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(file));
+    return SetFileInformationByHandle(handle, FileEndOfFileInfo, &end, sizeof(end)) != 0
+               ? 0
+               : LastError();
+}
+
+}  // namespace NTool
