@@ -1,0 +1,56 @@
+#include "tests/nbdkit/server.h"
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace NTest {
+
+std::vector<std::string> ServeCommand(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command;
+    if (const std::string preloaded = VHDX_PARSER_PRELOADED; !preloaded.empty()) {
+        // What nbdkit itself leaves behind at its end is not ours to find.
+        command = {"env", "LD_PRELOAD=" + preloaded, "ASAN_OPTIONS=detect_leaks=0"};
+    }
+    command.insert(command.end(), {VHDX_PARSER_VHDX_COMMAND, "serve"});
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return command;
+}
+
+CServer::CServer(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command = ServeCommand({"--socket", Socket()});
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    std::vector<char*> words;
+    for (std::string& word : command) {
+        words.push_back(word.data());
+    }
+    words.push_back(nullptr);
+    m_process = fork();
+    if (m_process == 0) {
+        execvp(words[0], words.data());
+        _exit(127);
+    }
+    for (int tries = 0; tries < 1000 && m_process > 0 && !m_listening; ++tries) {
+        if (waitpid(m_process, nullptr, WNOHANG) != 0) {
+            m_process = -1;
+        }
+        m_listening = std::filesystem::exists(Socket());
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
+
+int CServer::Stop() {
+    if (m_process <= 0) {
+        return -1;
+    }
+    int status = 0;
+    kill(m_process, SIGINT);
+    waitpid(m_process, &status, 0);
+    m_process = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+}  // namespace NTest

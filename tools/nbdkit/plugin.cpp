@@ -1,0 +1,258 @@
+// The nbdkit plugin: a disk as its guest sees it, over the network block device protocol.
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <string>
+#include <vector>
+
+#define NBDKIT_API_VERSION 2
+#include <nbdkit-plugin.h>
+
+#include "host/locator_path.h"
+#include "host/merged_reader.h"
+
+#define THREAD_MODEL NBDKIT_THREAD_MODEL_PARALLEL
+
+namespace {
+
+using NVHDXHost::CExtent;
+using NVHDXHost::CMergedDisk;
+using NVHDXHost::CMergedReader;
+
+struct CSettings {
+    std::string file;
+    std::string folder;
+    std::string disk;
+};
+
+CSettings settings;
+std::shared_ptr<const CMergedDisk> servedDisk;
+
+/// nbdkit works on several requests of one connection at a time, and a reader on one: a request
+/// takes a reader that nobody uses, and gives it back. There are never more of them than threads.
+class CConnection {
+public:
+    class CLease {
+    public:
+        explicit CLease(CConnection& connection)
+            : m_connection(connection), m_reader(connection.Take()) {}
+        ~CLease() { m_connection.GiveBack(std::move(m_reader)); }
+        CLease(const CLease&) = delete;
+        CLease& operator=(const CLease&) = delete;
+
+        CMergedReader* operator->() const { return m_reader.get(); }
+
+    private:
+        CConnection& m_connection;
+        std::unique_ptr<CMergedReader> m_reader;
+    };
+
+private:
+    std::unique_ptr<CMergedReader> Take() {
+        const std::lock_guard lock(m_mutex);
+        if (m_idle.empty()) {
+            m_idle.reserve(++m_count);  // so that giving back cannot fail
+            return std::make_unique<CMergedReader>(servedDisk);
+        }
+        auto reader = std::move(m_idle.back());
+        m_idle.pop_back();
+        return reader;
+    }
+
+    void GiveBack(std::unique_ptr<CMergedReader> reader) {
+        const std::lock_guard lock(m_mutex);
+        m_idle.push_back(std::move(reader));
+    }
+
+    std::mutex m_mutex;
+    std::size_t m_count = 0;
+    std::vector<std::unique_ptr<CMergedReader>> m_idle;
+};
+
+CConnection& Connection(void* handle) {
+    return *static_cast<CConnection*>(handle);
+}
+
+int Refuse(int error, const std::string& reason) {
+    nbdkit_error("%s", reason.c_str());
+    nbdkit_set_error(error);
+    return -1;
+}
+
+/// What is no error: nbdkit itself says only errors.
+void Say(const std::string& text) {
+    static_cast<void>(std::fprintf(stderr, "nbdkit: vhdx: %s\n", text.c_str()));
+}
+
+/// No exception may reach nbdkit, which is C.
+template <class TRun>
+int Guarded(TRun run) {
+    try {
+        return run();
+    } catch (const std::bad_alloc&) {
+        return Refuse(ENOMEM, "there is not enough memory");
+    } catch (const std::exception& error) {
+        return Refuse(EIO, error.what());
+    }
+}
+
+/// nbdkit changes its folder when it goes to the background.
+int SetPath(std::string& setting, const char* value) {
+    char* path = nbdkit_absolute_path(value);
+    if (path == nullptr) {
+        return -1;
+    }
+    setting = path;
+    std::free(path);
+    return 0;
+}
+
+int Config(const char* key, const char* value) {
+    return Guarded([&] {
+        const std::string name = key;
+        if (name == "file") {
+            return SetPath(settings.file, value);
+        }
+        if (name == "folder") {
+            return SetPath(settings.folder, value);
+        }
+        if (name == "disk") {
+            settings.disk = value;
+            return 0;
+        }
+        return Refuse(EINVAL, "unknown parameter " + name);
+    });
+}
+
+int ConfigComplete() {
+    const bool ofFile = !settings.file.empty() && settings.folder.empty() && settings.disk.empty();
+    const bool ofFolder =
+        settings.file.empty() && !settings.folder.empty() && !settings.disk.empty();
+    if (!ofFile && !ofFolder) {
+        return Refuse(EINVAL, "give either file=DISK, or folder=FOLDER and disk=NAME");
+    }
+    return 0;
+}
+
+/// Opens the chain once, before the first client, so that a bad disk ends nbdkit with the reason.
+int GetReady() {
+    return Guarded([] {
+        const std::filesystem::path path =
+            settings.file.empty() ? std::filesystem::path(settings.folder) / settings.disk
+                                  : std::filesystem::path(settings.file);
+        std::string error;
+        servedDisk = CMergedDisk::Open(path, {}, error);
+        if (!servedDisk) {
+            return Refuse(EINVAL, error);
+        }
+        for (const std::string& finding : servedDisk->Findings()) {
+            Say(finding);
+        }
+        if (const auto entries = servedDisk->ReplayedEntries(); entries != 0) {
+            Say("log: " + std::to_string(entries) + (entries == 1 ? " entry" : " entries") +
+                " replayed in memory, the file is not changed");
+        }
+        return 0;
+    });
+}
+
+void* Open(int) {
+    CConnection* connection = nullptr;
+    (void)Guarded([&] {
+        connection = new CConnection;
+        return 0;
+    });
+    return connection;
+}
+
+void Close(void* handle) {
+    delete static_cast<CConnection*>(handle);
+}
+
+void Cleanup() {
+    servedDisk.reset();
+}
+
+std::int64_t GetSize(void*) {
+    return static_cast<std::int64_t>(servedDisk->Size());
+}
+
+int No(void*) {
+    return 0;
+}
+
+int Yes(void*) {
+    return 1;
+}
+
+int Read(void* handle, void* buffer, std::uint32_t count, std::uint64_t offset, std::uint32_t) {
+    return Guarded([&] {
+        const CConnection::CLease reader(Connection(handle));
+        const std::span<unsigned char> bytes(static_cast<unsigned char*>(buffer), count);
+        return reader->Read(offset, bytes) ? 0 : Refuse(EIO, reader->Error());
+    });
+}
+
+std::uint32_t TypeOf(const CExtent& extent) {
+    switch (extent.kind) {
+        case CExtent::data:
+            return 0;
+        case CExtent::zeros:
+            return NBDKIT_EXTENT_ZERO;
+        case CExtent::hole:
+            break;
+    }
+    return NBDKIT_EXTENT_HOLE | NBDKIT_EXTENT_ZERO;
+}
+
+int Extents(void* handle, std::uint32_t count, std::uint64_t offset, std::uint32_t flags,
+            nbdkit_extents* extents) {
+    return Guarded([&] {
+        const CConnection::CLease reader(Connection(handle));
+        bool added = true;
+        const auto add = [&](const CExtent& extent) {
+            added = nbdkit_add_extent(extents, extent.offset, extent.length, TypeOf(extent)) == 0;
+            return added && (flags & NBDKIT_FLAG_REQ_ONE) == 0;
+        };
+        if (!reader->Extents(offset, count, add)) {
+            return Refuse(EIO, reader->Error());
+        }
+        return added ? 0 : -1;
+    });
+}
+
+nbdkit_plugin Plugin() {
+    nbdkit_plugin plugin = {};
+    plugin.name = "vhdx";
+    plugin.longname = "virtual hard disks in the VHDX format";
+    plugin.description = "Serves a disk file with all its parents, read-only.";
+    plugin.config = Config;
+    plugin.config_complete = ConfigComplete;
+    plugin.config_help =
+        "file=DISK                     The disk file (.vhdx or .avhdx); its parents are found\n"
+        "folder=FOLDER disk=NAME       The same by the name of a file in a folder";
+    plugin.magic_config_key = "file";
+    plugin.get_ready = GetReady;
+    plugin.cleanup = Cleanup;
+    plugin.open = Open;
+    plugin.close = Close;
+    plugin.get_size = GetSize;
+    plugin.can_write = No;
+    plugin.can_multi_conn = Yes;  // nobody can change what another connection reads
+    plugin.can_extents = Yes;
+    plugin.pread = Read;
+    plugin.extents = Extents;
+    return plugin;
+}
+
+nbdkit_plugin plugin = Plugin();
+
+}  // namespace
+
+NBDKIT_REGISTER_PLUGIN(plugin)
