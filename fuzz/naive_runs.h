@@ -1,0 +1,31 @@
+#ifndef VHDX_PARSER_FUZZ_NAIVE_RUNS_H
+#define VHDX_PARSER_FUZZ_NAIVE_RUNS_H
+
+/// The walk from sector to sector, compiled without sanitizers and without coverage: it looks at
+/// millions of sectors, and what it does is no news for the fuzzer.
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "tests/chain/differencing_model.h"
+
+namespace NFuzz {
+
+using CCircuit = NVHDX::NDifferencingVirtualMerge::CFileDataCircuit<char>;
+
+std::vector<NTest::CRun<char>> NaiveRuns(const CCircuit& circuit);
+
+/// The walk takes as long as some hundred executions, so it is worth it for one input of 512. Which
+/// one follows from all its bytes: mutants of a chosen input are mostly not chosen.
+inline bool IsWorthTheWalk(const std::uint8_t* data, std::size_t size) {
+    std::uint32_t hash = 2166136261;
+    for (std::size_t i = 0; i < size; ++i) {
+        hash = (hash ^ data[i]) * 16777619;
+    }
+    return hash >> 23 == 0;
+}
+
+}  // namespace NFuzz
+
+#endif
