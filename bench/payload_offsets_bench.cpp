@@ -1,0 +1,49 @@
+#include <utility>
+#include <vector>
+
+#include "bench/support/bench_disk.h"
+#include "bench/support/pairs.h"
+
+namespace NBench {
+
+namespace {
+
+constexpr std::uint64_t BlockCount = 1ULL << 20;
+
+/// One range over the disk's table of `entryCount` entries.
+void OffsetsOurs(benchmark::State& state, std::uint64_t entryCount) {
+    CBenchDisk disk(MakeTableDisk(entryCount));
+    disk.Load();
+    for (auto _ : state) {
+        const auto pieces =
+            NVHDX::RequestPayloadRealOffsets(disk.blocks, 0, disk.params.virtdisksz, disk.params);
+        benchmark::DoNotOptimize(pieces.data());
+    }
+}
+
+void OffsetsBaseline(benchmark::State& state) {
+    CBenchDisk disk(MakeTableDisk(BlockCount));
+    disk.Load();
+    for (auto _ : state) {
+        std::vector<std::pair<std::int64_t, std::uint64_t>> pieces;
+        pieces.reserve(BlockCount);
+        for (std::uint64_t i = 0; i < BlockCount; ++i) {
+            pieces.emplace_back(static_cast<std::int64_t>(i << 20), NTest::MiB);
+        }
+        benchmark::DoNotOptimize(pieces.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+const CRegistration registration([] {
+    AddPair(
+        "RequestPayloadRealOffsets", "one range over 1 Mi blocks", 2,
+        [](benchmark::State& state) { OffsetsOurs(state, BlockCount); }, OffsetsBaseline);
+    AddGrowth("RequestPayloadRealOffsets (blocks)", 1 << 21, 1 << 24, [](std::uint64_t size) {
+        return [size](benchmark::State& state) { OffsetsOurs(state, size); };
+    });
+});
+
+}  // namespace
+
+}  // namespace NBench
