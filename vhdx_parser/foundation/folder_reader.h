@@ -2,7 +2,7 @@
 #define VHDX_PARSER_FOUNDATION_FOLDER_READER_H
 
 /// The items of a folder, one after the other, in the platform's order. One implementation for each
-/// platform: folder_reader_posix.cpp and folder_reader_standard.cpp.
+/// platform: folder_reader_posix.cpp and folder_reader_windows.cpp.
 
 #include <filesystem>
 #include <memory>
