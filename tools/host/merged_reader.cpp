@@ -21,12 +21,22 @@ CMergedReader::CMergedReader(std::shared_ptr<const CMergedDisk> disk)
       m_places(m_disk->Layers().size()) {}
 
 bool CMergedReader::Read(std::uint64_t offset, std::span<unsigned char> bytes) {
-    bool complete = true;
-    const bool enumerated = Extents(offset, bytes.size(), [&](const CExtent& extent) {
-        complete = ReadExtent(extent, bytes.data() + (extent.offset - offset));
-        return complete;
-    });
-    return enumerated && complete;
+    m_gather.Clear();
+    const auto take = [&](const CExtent& extent) {
+        const auto target = bytes.subspan(static_cast<std::size_t>(extent.offset - offset),
+                                          static_cast<std::size_t>(extent.length));
+        if (extent.kind == CExtent::data) {
+            m_gather.Add(extent.layer, extent.position, target);
+        } else {
+            std::fill(target.begin(), target.end(), static_cast<unsigned char>(0));
+        }
+        return true;
+    };
+    return Extents(offset, bytes.size(), take) &&
+           m_gather.Read(
+               [this](std::size_t layer, std::uint64_t position, std::span<unsigned char> part) {
+                   return ReadLayer(layer, position, part);
+               });
 }
 
 bool CMergedReader::Extents(std::uint64_t offset, std::uint64_t length,
@@ -191,15 +201,6 @@ const CBitmapCache::CPiece* CMergedReader::BitmapPiece(std::size_t layer, std::u
         return nullptr;
     }
     return &piece;
-}
-
-bool CMergedReader::ReadExtent(const CExtent& extent, unsigned char* bytes) {
-    const std::span<unsigned char> target(bytes, static_cast<std::size_t>(extent.length));
-    if (extent.kind != CExtent::data) {
-        std::fill(target.begin(), target.end(), static_cast<unsigned char>(0));
-        return true;
-    }
-    return ReadLayer(extent.layer, extent.position, target);
 }
 
 bool CMergedReader::ReadLayer(std::size_t layer, std::uint64_t position,

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/bitmap_cache.h"
+#include "host/data_gather.h"
 #include "host/extent.h"
 #include "host/merged_disk.h"
 
@@ -53,7 +54,6 @@ private:
     bool LocateInRun(std::size_t layer, const CBlockRun& run, std::uint64_t offset, CPlace& place);
     bool LocateSectors(std::size_t layer, std::uint64_t offset, CPlace& place);
     const CBitmapCache::CPiece* BitmapPiece(std::size_t layer, std::uint64_t position);
-    bool ReadExtent(const CExtent& extent, unsigned char* bytes);
     bool ReadLayer(std::size_t layer, std::uint64_t position, std::span<unsigned char> bytes);
     bool Fail(const std::string& error);
     bool Fail(std::size_t layer, const std::string& error);
@@ -62,6 +62,7 @@ private:
     std::vector<std::unique_ptr<CReplayStream>> m_streams;
     std::vector<CPlace> m_places;  ///< what each file said last; good as long as `end` is ahead
     CBitmapCache m_bitmaps;
+    CDataGather m_gather;
     std::string m_error;
 };
 
