@@ -49,10 +49,12 @@ inline CCheckResult CheckFileAt(
     return result;
 }
 
-inline CCheckResult CheckFolderAt(const std::filesystem::path& path) {
+inline CCheckResult CheckFolderAt(
+    const std::filesystem::path& path,
+    NVHDXHost::CReplayStream::EMode mode = NVHDXHost::CReplayStream::replayLog) {
     CCheckResult result;
     result.checked = NVHDXHost::CheckFolder(
-        path, NVHDXHost::CReplayStream::replayLog,
+        path, mode,
         [&](const NVHDXHost::CCheckFinding& finding) { result.findings.push_back(finding); },
         result.error);
     return result;

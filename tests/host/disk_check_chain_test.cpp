@@ -2,6 +2,7 @@
 
 #include "tests/host/chain_model.h"
 #include "tests/host/check_result.h"
+#include "tests/host/log_builder.h"
 
 namespace NTest {
 namespace {
@@ -43,6 +44,13 @@ TEST_F(DiskCheckChain, FindsAMissingParent) {
     ASSERT_THAT(one.Lines(), ElementsAre("parent-missing at parent locator"));
     EXPECT_THAT(one.findings[0].text, HasSubstr("\".\\gone.vhdx\" is missing"));
     EXPECT_THAT(CheckAll().Lines(), ElementsAre("parent-missing at parent locator"));
+}
+
+TEST_F(DiskCheckChain, FollowsParentsBesideABrokenLogOnlyWhereTheFileIsTakenAsItStands) {
+    Write("a.avhdx", ChildOf(u"gone.vhdx").Log(logGuid, CBytes(4096)));
+    EXPECT_THAT(CheckAll().Kinds(), ElementsAre("log-unreadable"));
+    EXPECT_THAT(CheckFolderAt(m_folder.Path(), NVHDXHost::CReplayStream::asItStands).Kinds(),
+                ElementsAre("log-unreadable", "parent-missing"));
 }
 
 TEST_F(DiskCheckChain, FindsAMissingGrandparent) {

@@ -512,7 +512,7 @@ TEST_F(MergedDisk, PendingLogEntriesAreReplayed) {
     EXPECT_FALSE(extents[2].overlaid);
 
     CMergeOptions asItStands;
-    asItStands.replayLogs = false;
+    asItStands.logMode = CReplayStream::asItStands;
     CMergedReader plain(Open("0.vhdx", asItStands));
     ASSERT_TRUE(plain.Read(0, bytes));
     EXPECT_TRUE(bytes == chain.Content());

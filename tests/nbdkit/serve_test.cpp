@@ -165,6 +165,46 @@ TEST_F(Serve, ReplaysTheLogInMemoryAndSaysSo) {
     EXPECT_TRUE(Content(Path("disk.vhdx")) == before);
 }
 
+TEST_F(Serve, ShowsTheFileAsItStandsOnRequest) {
+    CBytes page(4096);
+    Put64(page, 0, 6 | 5 * MiB);  // block 0 is present in MiB 5
+    CImageBuilder()
+        .VirtualSize(MiB)
+        .Bytes(5 * MiB, Pattern(4, 0, MiB))
+        .Log(logGuid, CLogEntryBuilder(1).Page(3 * MiB, page).FileOffsets(6 * MiB, 6 * MiB).Bytes())
+        .Build()
+        .WriteTo(m_folder / "disk.vhdx");
+    const CServer server({Path("disk.vhdx"), "--no-replay"});
+    ExpectRuns({"nbdcopy", server.Uri(), Path("copy.raw")});
+    EXPECT_TRUE(Content(Path("copy.raw")) == CBytes(MiB));
+}
+
+TEST_F(Serve, LooksForParentsAtTheirOtherPathsOnRequest) {
+    CChainModel chain = PlainDisk();
+    chain.AddDisk(CDiskShape().Size(8 * MiB - 512)).Present(3, 9);
+    chain.WriteTo(m_folder.Path());
+    std::filesystem::create_directory(m_folder / "far");
+    std::filesystem::rename(m_folder / "0.vhdx", m_folder / "far" / "0.vhdx");
+    chain.Builder().ParentLocator(
+        {{u"parent_linkage", CChainModel::LinkageText(0)},
+         {u"relative_path", u".\\0.vhdx"},
+         {u"absolute_win32_path", (m_folder / "far" / "0.vhdx").u16string()}});
+    chain.Builder().Build().WriteTo(m_folder / "1.avhdx");
+    EXPECT_EQ(RunChild(ServeCommand({Path("1.avhdx"), "--socket", Path("socket")})).status, 1);
+    ExpectServed(CServer({Path("1.avhdx"), "--other-paths"}), chain);
+}
+
+TEST_F(Serve, RefusesAParameterThatIsNoTruthValue) {
+    PlainDisk().WriteTo(m_folder.Path());
+    for (const char* parameter : {"replay=perhaps", "other-paths=perhaps"}) {
+        const CChildResult result =
+            RunChild(PluginCommand({"nbdkit", "--foreground", "--unix=" + Path("socket"),
+                                    VHDX_PARSER_PLUGIN, "file=" + Path("0.vhdx"), parameter}));
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.errors.find("perhaps"), std::string::npos) << result.errors;
+    }
+}
+
 TEST_F(Serve, EndsCleanlyOnCtrlC) {
     PlainDisk().WriteTo(m_folder.Path());
     CServer server({Path("0.vhdx")});
@@ -183,7 +223,7 @@ TEST_F(Serve, RefusesWhatItCannotServe) {
     const CChildResult folder = RunVhdxIn(m_folder.Path(), {"serve", "."});
     EXPECT_EQ(folder.status, 1);
     EXPECT_EQ(folder.errors,
-              "vhdx: .: this is a folder: --disk NAME says which of its disks to serve\n");
+              "vhdx: .: this is a folder; --disk NAME says which of its disks is meant\n");
 }
 
 }  // namespace

@@ -9,15 +9,20 @@
 
 namespace NTest {
 
-std::vector<std::string> ServeCommand(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command;
+std::vector<std::string> PluginCommand(const std::vector<std::string>& command) {
+    std::vector<std::string> whole;
     if (const std::string preloaded = VHDX_PARSER_PRELOADED; !preloaded.empty()) {
         // What nbdkit itself leaves behind at its end is not ours to find.
-        command = {"env", "LD_PRELOAD=" + preloaded, "ASAN_OPTIONS=detect_leaks=0"};
+        whole = {"env", "LD_PRELOAD=" + preloaded, "ASAN_OPTIONS=detect_leaks=0"};
     }
-    command.insert(command.end(), {VHDX_PARSER_VHDX_COMMAND, "serve"});
+    whole.insert(whole.end(), command.begin(), command.end());
+    return whole;
+}
+
+std::vector<std::string> ServeCommand(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command = {VHDX_PARSER_VHDX_COMMAND, "serve"};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    return command;
+    return PluginCommand(command);
 }
 
 CServer::CServer(const std::vector<std::string>& arguments) {

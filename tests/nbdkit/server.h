@@ -13,6 +13,9 @@
 
 namespace NTest {
 
+/// A command that ends in nbdkit with the plugin, as this build has to run it.
+std::vector<std::string> PluginCommand(const std::vector<std::string>& command);
+
 /// `vhdx serve` with these arguments, as a command to run.
 std::vector<std::string> ServeCommand(const std::vector<std::string>& arguments);
 

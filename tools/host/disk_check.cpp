@@ -76,7 +76,7 @@ bool CheckDisk(const std::filesystem::path& path, CReplayStream::EMode mode,
 
 bool CheckFolder(const std::filesystem::path& folder, CReplayStream::EMode mode,
                  const CFindingCallback& report, std::string& error) {
-    const auto tree = CFolderTree::Scan(folder);
+    const auto tree = CFolderTree::Scan(folder, mode);
     if (!tree) {
         error = "the folder cannot be read";
         return false;

@@ -12,7 +12,6 @@
 #include "host/library_name.h"
 #include "host/locator_path.h"
 #include "host/parent_search.h"
-#include "host/replay_stream.h"
 
 namespace NVHDXHost {
 
@@ -57,11 +56,11 @@ std::string ReadMetadata(CReplayStream& stream, CFolderFile& file) {
     return {};
 }
 
-CFolderFile ReadFile(const fs::path& folder, const std::string& name) {
+CFolderFile ReadFile(const fs::path& folder, const std::string& name, CReplayStream::EMode mode) {
     CFolderFile file;
     file.name = name;
     file.path = folder / PathFromLibrary(name);
-    CReplayStream stream(file.path);
+    CReplayStream stream(file.path, mode);
     file.replay = stream.Result();
     file.problem = ReadMetadata(stream, file);
     if (stream.IsOpen()) {
@@ -87,9 +86,9 @@ std::string ParentText(const CFolderFile& file) {
 
 }  // namespace
 
-std::optional<CFolderTree> CFolderTree::Scan(const fs::path& folder) {
+std::optional<CFolderTree> CFolderTree::Scan(const fs::path& folder, CReplayStream::EMode mode) {
     CFolderTree tree;
-    if (!tree.FindFiles(folder)) {
+    if (!tree.FindFiles(folder, mode)) {
         return std::nullopt;
     }
     tree.FindParents(folder);
@@ -98,13 +97,13 @@ std::optional<CFolderTree> CFolderTree::Scan(const fs::path& folder) {
     return tree;
 }
 
-bool CFolderTree::FindFiles(const fs::path& folder) {
+bool CFolderTree::FindFiles(const fs::path& folder, CReplayStream::EMode mode) {
     std::vector<CLibraryView> views;
     const bool complete = NSystem::for_each_item_in_folder(
         folder.string(), nullptr,
         [&](bool&, bool isFolder, std::string& name, const NSystem::CFileAttributes&) {
             if (!isFolder && IsDiskName(name)) {
-                m_files.push_back(ReadFile(folder, name));
+                m_files.push_back(ReadFile(folder, name, mode));
                 views.push_back(ViewAsLibrary(folder, name));
             }
             return true;

@@ -15,7 +15,7 @@
 #include <vhdx_parser/metadata.h>
 
 #include "host/chain_linking.h"
-#include "host/log_replay.h"
+#include "host/replay_stream.h"
 
 namespace NVHDXHost {
 
@@ -50,7 +50,8 @@ class CFolderTree {
 public:
     /// Scans the folder for files with exactly the extensions "vhdx" and "avhdx", as the library
     /// does. None when the folder cannot be read.
-    [[nodiscard]] static std::optional<CFolderTree> Scan(const std::filesystem::path& folder);
+    [[nodiscard]] static std::optional<CFolderTree> Scan(
+        const std::filesystem::path& folder, CReplayStream::EMode mode = CReplayStream::replayLog);
 
     /// By name.
     [[nodiscard]] const std::vector<CFolderFile>& Files() const { return m_files; }
@@ -63,7 +64,7 @@ public:
 private:
     using CPlaces = std::map<std::filesystem::path, std::size_t>;
 
-    bool FindFiles(const std::filesystem::path& folder);
+    bool FindFiles(const std::filesystem::path& folder, CReplayStream::EMode mode);
     void FindParents(const std::filesystem::path& folder);
     void FindParentOf(std::size_t file, const std::filesystem::path& folder, const CPlaces& places);
     void FindForks();

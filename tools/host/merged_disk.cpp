@@ -38,7 +38,6 @@ std::shared_ptr<const CMergedDisk> CMergedDisk::Open(const fs::path& path,
 
 /// Ends: each turn adds a file that was not in the chain before.
 bool CMergedDisk::Follow(fs::path path, const CMergeOptions& options, std::string& error) {
-    const auto mode = options.replayLogs ? CReplayStream::replayLog : CReplayStream::asItStands;
     std::set<fs::path> visited;
     bool linked = true;
     while (true) {
@@ -48,7 +47,7 @@ bool CMergedDisk::Follow(fs::path path, const CMergeOptions& options, std::strin
             return false;
         }
         CDiskLayer layer;
-        if (!LoadLayer(path, mode, layer, error)) {
+        if (!LoadLayer(path, options.logMode, layer, error)) {
             return false;
         }
         m_layers.push_back(std::move(layer));

@@ -12,7 +12,7 @@
 namespace NVHDXHost {
 
 struct CMergeOptions {
-    bool replayLogs = true;      ///< false: every file as it stands
+    CReplayStream::EMode logMode = CReplayStream::replayLog;
     bool strictLinkage = false;  ///< true: a parent that is not the linked one is refused
     bool withParents = true;     ///< false: what the file itself does not hold are holes
     bool otherPaths = false;     ///< true: look for a parent at its locator's absolute paths too

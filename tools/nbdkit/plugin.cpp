@@ -29,6 +29,7 @@ struct CSettings {
     std::string file;
     std::string folder;
     std::string disk;
+    NVHDXHost::CMergeOptions merge;
 };
 
 CSettings settings;
@@ -102,6 +103,17 @@ int Guarded(TRun run) {
     }
 }
 
+/// Runs `set` with what the parameter says, where it is a truth value.
+template <class TSet>
+int SetFlag(const char* value, TSet set) {
+    const int flag = nbdkit_parse_bool(value);
+    if (flag < 0) {
+        return -1;
+    }
+    set(flag != 0);
+    return 0;
+}
+
 /// nbdkit changes its folder when it goes to the background.
 int SetPath(std::string& setting, const char* value) {
     char* path = nbdkit_absolute_path(value);
@@ -126,6 +138,15 @@ int Config(const char* key, const char* value) {
             settings.disk = value;
             return 0;
         }
+        if (name == "other-paths") {
+            return SetFlag(value, [](bool flag) { settings.merge.otherPaths = flag; });
+        }
+        if (name == "replay") {
+            return SetFlag(value, [](bool flag) {
+                settings.merge.logMode = flag ? NVHDXHost::CReplayStream::replayLog
+                                              : NVHDXHost::CReplayStream::asItStands;
+            });
+        }
         return Refuse(EINVAL, "unknown parameter " + name);
     });
 }
@@ -147,7 +168,7 @@ int GetReady() {
             settings.file.empty() ? std::filesystem::path(settings.folder) / settings.disk
                                   : std::filesystem::path(settings.file);
         std::string error;
-        servedDisk = CMergedDisk::Open(path, {}, error);
+        servedDisk = CMergedDisk::Open(path, settings.merge, error);
         if (!servedDisk) {
             return Refuse(EINVAL, error);
         }
@@ -236,7 +257,11 @@ nbdkit_plugin Plugin() {
     plugin.config_complete = ConfigComplete;
     plugin.config_help =
         "file=DISK                     The disk file (.vhdx or .avhdx); its parents are found\n"
-        "folder=FOLDER disk=NAME       The same by the name of a file in a folder";
+        "folder=FOLDER disk=NAME       The same by the name of a file in a folder\n"
+        "other-paths=true              Look for parents at the absolute paths that the files keep "
+        "too\n"
+        "replay=false                  Show the files as they stand, without the entries of their "
+        "logs that are pending";
     plugin.magic_config_key = "file";
     plugin.get_ready = GetReady;
     plugin.cleanup = Cleanup;

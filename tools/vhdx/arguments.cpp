@@ -35,13 +35,14 @@ void AddDiskArguments(CLI::App& command, CDiskOptions& disk) {
         ->type_name("");
     AddTraceArgument(command, disk.traceLevel);
     AddNoReplayArgument(
-        command, disk.replayLog,
+        command, disk.logMode,
         "Show the file as it stands, without the entries of its log that are pending");
 }
 
-void AddNoReplayArgument(CLI::App& command, bool& replayLog, const std::string& help) {
+void AddNoReplayArgument(CLI::App& command, NVHDXHost::CReplayStream::EMode& logMode,
+                         const std::string& help) {
     command.add_flag_callback(
-        "--no-replay", [&replayLog] { replayLog = false; }, help);
+        "--no-replay", [&logMode] { logMode = NVHDXHost::CReplayStream::asItStands; }, help);
 }
 
 void AddTraceArgument(CLI::App& command, std::optional<std::uint32_t>& level) {

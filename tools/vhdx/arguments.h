@@ -23,8 +23,9 @@ struct CRangeOptions {
 /// FILE, --trace and --no-replay, which every command on one disk file has.
 void AddDiskArguments(CLI::App& command, CDiskOptions& disk);
 
-/// --no-replay, which makes `replayLog` false.
-void AddNoReplayArgument(CLI::App& command, bool& replayLog, const std::string& help);
+/// --no-replay, which shows files as they stand.
+void AddNoReplayArgument(CLI::App& command, NVHDXHost::CReplayStream::EMode& logMode,
+                         const std::string& help);
 
 /// --trace, which every command has.
 void AddTraceArgument(CLI::App& command, std::optional<std::uint32_t>& level);

@@ -3,8 +3,10 @@
 #include <string_view>
 #include <vector>
 
+#include "host/locator_path.h"
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/folder.h"
+#include "tools/vhdx/notes.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
 
@@ -132,7 +134,10 @@ void PrintJson(const std::string& folder, const std::vector<CChain>& chains, COu
 
 void RunChain(const CChainOptions& options) {
     const CTraceWriter trace(options.folder.traceLevel);
-    const CFolderTree tree = ScanFolder(options.folder.folder);
+    const CFolderTree tree = ScanFolder(options.folder);
+    for (const CFolderFile& file : tree.Files()) {
+        PrintReplay(NVHDXHost::TextFromPath(file.path), file.replay.entries);
+    }
     COutput output = COutput::Standard();
     if (!options.json) {
         PrintText(tree, output);

@@ -27,7 +27,7 @@ enum ECheckStatus { statusClean = 0, statusFindings = 1, statusNotChecked = 2 };
 struct CCheckOptions {
     std::string source;
     bool json = false;
-    bool replayLog = true;
+    NVHDXHost::CReplayStream::EMode logMode = NVHDXHost::CReplayStream::replayLog;
 };
 
 /// Prints findings as they come: a hostile disk may have more of them than fit into memory.
@@ -76,8 +76,6 @@ int RunCheck(const CCheckOptions& options) {
     const std::filesystem::path source = PathOf(options.source);
     COutput output = COutput::Standard();
     CFindingPrinter printer(output, options.json);
-    const auto mode = options.replayLog ? NVHDXHost::CReplayStream::replayLog
-                                        : NVHDXHost::CReplayStream::asItStands;
     const auto report = [&printer](const CCheckFinding& finding) { printer.Print(finding); };
     std::error_code none;
     std::string error;
@@ -85,8 +83,8 @@ int RunCheck(const CCheckOptions& options) {
     if (!isFolder) {
         CheckIsFile(options.source);
     }
-    const bool checked = isFolder ? NVHDXHost::CheckFolder(source, mode, report, error)
-                                  : NVHDXHost::CheckDisk(source, mode, report, error);
+    const bool checked = isFolder ? NVHDXHost::CheckFolder(source, options.logMode, report, error)
+                                  : NVHDXHost::CheckDisk(source, options.logMode, report, error);
     if (!checked) {
         throw CFailure(error);
     }
@@ -107,7 +105,7 @@ void AddCheck(CLI::App& program, CChosenCommand& chosen) {
     command.add_flag(
         "--json", options->json,
         R"(Print an array of {"file", "where", "kind", "text"}, one for each finding)");
-    AddNoReplayArgument(command, options->replayLog,
+    AddNoReplayArgument(command, options->logMode,
                         "Check the file as it stands, without the entries of its log that are "
                         "pending");
     command.footer(

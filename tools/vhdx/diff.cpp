@@ -5,8 +5,10 @@
 #include <string_view>
 #include <vector>
 
+#include "host/locator_path.h"
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/folder.h"
+#include "tools/vhdx/notes.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
 
@@ -92,7 +94,12 @@ CCircuit Load(const CDiffOptions& options) {
     std::vector<CChain> chains;
     {
         const CTraceWriter trace(options.folder.traceLevel);
-        chains = LinkChains(options.folder.folder, ScanFolder(options.folder.folder), trace);
+        const NVHDXHost::CFolderTree tree = ScanFolder(options.folder);
+        // The merge opens the files for itself, and knows nothing of logs.
+        for (const NVHDXHost::CFolderFile& file : tree.Files()) {
+            PrintPending(NVHDXHost::TextFromPath(file.path), file.replay.entries);
+        }
+        chains = LinkChains(options.folder.folder, tree, trace);
     }
     return Prepared(options, Select(chains, options.base));
 }

@@ -27,7 +27,7 @@ std::uint64_t CModel::BlockCount() const {
 CDisk::CDisk(const CDiskOptions& options)
     : m_file(options.file), m_savedModel(options.model), m_trace(options.traceLevel) {
     CheckIsFile(m_file);
-    Open(options.replayLog);
+    Open(options.logMode);
     if (NVHDXHost::ClaimsTooManyRegions(*m_stream)) {
         throw CFailure(NVHDXHost::TooManyRegions);
     }
@@ -37,11 +37,9 @@ CDisk::CDisk(const CDiskOptions& options)
     CheckReplay();
 }
 
-void CDisk::Open(bool replayLog) {
-    using NVHDXHost::CReplayStream;
+void CDisk::Open(NVHDXHost::CReplayStream::EMode logMode) {
     errno = 0;
-    m_stream = std::make_unique<CReplayStream>(
-        PathOf(m_file), replayLog ? CReplayStream::replayLog : CReplayStream::asItStands);
+    m_stream = std::make_unique<NVHDXHost::CReplayStream>(PathOf(m_file), logMode);
     if (!m_stream->IsOpen()) {
         throw CFailure(errno == 0 ? "the file cannot be opened"
                                   : std::generic_category().message(errno));

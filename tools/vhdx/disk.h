@@ -22,8 +22,8 @@ namespace NTool {
 struct CDiskOptions {
     std::string file;
     std::optional<std::uint32_t> traceLevel;
-    std::string model;      ///< a saved model that takes the place of the BAT; empty: none
-    bool replayLog = true;  ///< false: the file as it stands
+    std::string model;  ///< a saved model that takes the place of the BAT; empty: none
+    NVHDXHost::CReplayStream::EMode logMode = NVHDXHost::CReplayStream::replayLog;
 };
 
 /// What the disk file itself says of its blocks, whatever the block allocation table says.
@@ -97,7 +97,7 @@ public:
 
 private:
     CFailure Failure(std::string_view otherwise) const;
-    void Open(bool replayLog);
+    void Open(NVHDXHost::CReplayStream::EMode logMode);
     void CheckReplay() const;
 
     std::string m_file;

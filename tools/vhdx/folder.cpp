@@ -45,11 +45,14 @@ void AddFolderArguments(CLI::App& command, CFolderOptions& folder) {
         ->required()
         ->type_name("");
     AddTraceArgument(command, folder.traceLevel);
+    AddNoReplayArgument(command, folder.logMode,
+                        "Look at the files as they stand, without the entries of their logs that "
+                        "are pending");
 }
 
-NVHDXHost::CFolderTree ScanFolder(const std::string& folder) {
-    CheckFolder(PathOf(folder));
-    auto tree = NVHDXHost::CFolderTree::Scan(PathOf(folder));
+NVHDXHost::CFolderTree ScanFolder(const CFolderOptions& options) {
+    CheckFolder(PathOf(options.folder));
+    auto tree = NVHDXHost::CFolderTree::Scan(PathOf(options.folder), options.logMode);
     if (!tree) {
         throw CFailure("the folder cannot be read");
     }

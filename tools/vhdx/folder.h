@@ -20,12 +20,13 @@ namespace NTool {
 struct CFolderOptions {
     std::string folder;
     std::optional<std::uint32_t> traceLevel;
+    NVHDXHost::CReplayStream::EMode logMode = NVHDXHost::CReplayStream::replayLog;
 };
 
 using CChainFile = std::shared_ptr<NVHDX::CFileObject<char>>;
 using CChain = NVHDX::NSnapshotCircuit::CSource<CChainFile>;
 
-/// FOLDER and --trace.
+/// FOLDER, --trace and --no-replay.
 void AddFolderArguments(CLI::App& command, CFolderOptions& folder);
 
 /// When the arguments name this command, `run` will be called with its options, which hold a
@@ -40,7 +41,7 @@ void ChooseFolder(CLI::App& command, CChosenCommand& chosen, std::shared_ptr<TOp
 }
 
 /// The disks of the folder. Throws `CFailure` when it is no folder that can be read.
-NVHDXHost::CFolderTree ScanFolder(const std::string& folder);
+NVHDXHost::CFolderTree ScanFolder(const CFolderOptions& options);
 
 /// The folder's chains as the library links them, in the order of their bases' names. Throws
 /// `CFailure` that names the files in one line where the linking would fail, and, since it has no

@@ -32,7 +32,7 @@ CMergedPointer Open(const CDiskOptions& options, const CChainOptions& chain, boo
         throw CFailure(NVHDXHost::TextFromPath(file), "there is no such file");
     }
     NVHDXHost::CMergeOptions merge;
-    merge.replayLogs = options.replayLog;
+    merge.logMode = options.logMode;
     merge.withParents = withParents;
     merge.otherPaths = chain.otherPaths;
     std::string error;
@@ -68,6 +68,13 @@ std::filesystem::path ChosenFile(const std::string& source, const std::string& d
         throw CFailure("this is not a folder, so there is nothing to choose with --disk");
     }
     return isFolder ? PathOf(source) / PathOf(disk) : PathOf(source);
+}
+
+CDiskOptions ChosenDisk(CDiskOptions options, const CChainOptions& chain) {
+    if (!chain.disk.empty()) {
+        options.file = NVHDXHost::TextFromPath(ChosenFile(options.file, chain.disk));
+    }
+    return options;
 }
 
 std::shared_ptr<const NVHDXHost::CMergedDisk> OpenMerged(const CDiskOptions& options,

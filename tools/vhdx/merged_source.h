@@ -26,6 +26,10 @@ void AddChainArguments(CLI::App& command, CChainOptions& chain);
 /// The file that is meant: `source` itself, or the one of this name in the folder `source`.
 std::filesystem::path ChosenFile(const std::string& source, const std::string& disk);
 
+/// The same for a command on one file: options whose file is the one that --disk chooses, where it
+/// is given.
+CDiskOptions ChosenDisk(CDiskOptions options, const CChainOptions& chain);
+
 /// Opens a disk with all its parents. Says on standard error which logs were replayed and what does
 /// not fit together; what cannot be opened ends in `CFailure`.
 std::shared_ptr<const NVHDXHost::CMergedDisk> OpenMerged(const CDiskOptions& options,

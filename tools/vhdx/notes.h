@@ -12,6 +12,9 @@ void PrintNote(const std::string& text);
 /// Says how many entries of a file's log were replayed; nothing when there were none.
 void PrintReplay(const std::string& file, std::uint64_t entries);
 
+/// Says how many entries of a file's log are missing from what was read; nothing when none are.
+void PrintPending(const std::string& file, std::uint64_t entries);
+
 }  // namespace NTool
 
 #endif

@@ -12,8 +12,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/vhdx/command.h"
+#include "tools/vhdx/arguments.h"
 #include "tools/vhdx/failure.h"
+#include "tools/vhdx/merged_source.h"
 
 namespace NTool {
 
@@ -22,8 +23,8 @@ namespace {
 namespace fs = std::filesystem;
 
 struct CServeOptions {
-    std::string source;
-    std::string disk;
+    CDiskOptions disk;
+    CChainOptions chain;
     std::string socket;
 };
 
@@ -52,19 +53,17 @@ fs::path FindPlugin() {
                    " is neither beside this command nor installed with it");
 }
 
-/// The parameter that names the disk to the plugin.
+/// What the plugin is told of the disk.
 std::vector<std::string> DiskParameters(const CServeOptions& options) {
-    std::error_code error;
-    if (fs::is_directory(options.source, error)) {
-        if (options.disk.empty()) {
-            throw CFailure("this is a folder: --disk NAME says which of its disks to serve");
-        }
-        return {"folder=" + options.source, "disk=" + options.disk};
+    std::vector<std::string> parameters = {
+        "file=" + ChosenFile(options.disk.file, options.chain.disk).string()};
+    if (options.chain.otherPaths) {
+        parameters.emplace_back("other-paths=true");
     }
-    if (!options.disk.empty()) {
-        throw CFailure("--disk goes with a folder, and this is none");
+    if (options.disk.logMode == NVHDXHost::CReplayStream::asItStands) {
+        parameters.emplace_back("replay=false");
     }
-    return {"file=" + options.source};
+    return parameters;
 }
 
 std::vector<std::string> NbdkitCommand(const CServeOptions& options) {
@@ -103,12 +102,14 @@ void AddServe(CLI::App& program, CChosenCommand& chosen) {
     CLI::App& command = *program.add_subcommand(
         "serve", "Serves a disk, with all its parents, as a network block device (nbdkit)");
     command
-        .add_option("SOURCE", options->source,
+        .add_option("SOURCE", options->disk.file,
                     "A disk file (.vhdx or .avhdx), or a folder together with --disk")
         ->required()
         ->type_name("");
-    command.add_option("--disk", options->disk, "The disk of the folder to serve")
-        ->type_name("NAME");
+    AddChainArguments(command, options->chain);
+    AddNoReplayArgument(command, options->disk.logMode,
+                        "Serve the files as they stand, without the entries of their logs that are "
+                        "pending");
     command
         .add_option("--socket", options->socket,
                     "Listen on this Unix socket instead of TCP port 10809 of this machine")
@@ -116,10 +117,7 @@ void AddServe(CLI::App& program, CChosenCommand& chosen) {
     command.footer(
         "Read-only; runs until Ctrl-C. The disk must not be in use meanwhile.\n"
         "Example: vhdx serve disk.avhdx --socket disk.sock");
-    command.callback([&chosen, options] {
-        chosen.subject = options->source;
-        chosen.run = [options] { RunServe(*options); };
-    });
+    Choose(command, chosen, options, RunServe);
 }
 
 }  // namespace NTool
