@@ -63,6 +63,19 @@ TEST_F(Merged, ReadGivesRangesAtAnyPlace) {
     }
 }
 
+TEST_F(Merged, AlsoOneFileAloneIsChosenInAFolder) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"map"},
+          {"map", "--sectors"},
+          {"read", "--offset", "0", "--length", "4M"}}) {
+        std::vector<std::string> byPath = arguments;
+        byPath.insert(byPath.begin() + 1, "1.avhdx");
+        std::vector<std::string> byName = arguments;
+        byName.insert(byName.begin() + 1, {".", "--disk", "1.avhdx"});
+        EXPECT_TRUE(Run(byName) == Run(byPath)) << arguments[0];
+    }
+}
+
 TEST_F(Merged, ReadNeverReplacesAParent) {
     const CChildResult result = RunVhdxIn(
         m_folder.Path(),

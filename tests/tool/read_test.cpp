@@ -82,5 +82,22 @@ TEST(Read, GivesBlocksSmallerThanAPiece) {
     EXPECT_TRUE(Read(disk, "0", "2M") == expected);
 }
 
+TEST(Read, ShowsHowFarItIsWhenAskedTo) {
+    const CTemporaryFolder folder;
+    DynamicDisk().Build().WriteTo(folder / "disk.vhdx");
+    for (const char* merged : {"", "--merged"}) {
+        std::vector<std::string> arguments = {"read",     "disk.vhdx", "--offset",   "1M",
+                                              "--length", "3M",        "--progress", "always"};
+        if (*merged != '\0') {
+            arguments.emplace_back(merged);
+        }
+        const CChildResult result = RunVhdxIn(folder.Path(), arguments);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_TRUE(result.output == DynamicContent().substr(MiB, 3 * MiB));
+        EXPECT_EQ(result.errors.substr(0, 34), "\rreading   0%  0 bytes of 3 MiB\x1B[K");
+        EXPECT_EQ(result.errors.substr(result.errors.size() - 4), "\r\x1B[K");
+    }
+}
+
 }  // namespace
 }  // namespace NTest

@@ -128,7 +128,7 @@ void RunMap(const CMapOptions& options) {
                      output);
         return;
     }
-    CDisk disk(options.disk);
+    CDisk disk(ChosenDisk(options.disk, options.chain));
     CMap map(disk);
     COutput output = COutput::Standard();
     options.json ? PrintJson(map, output) : PrintText(map, output);
@@ -161,7 +161,6 @@ void AddMap(CLI::App& program, CChosenCommand& chosen) {
                     "blocks, with --merged a colour for each file of the chain")
         ->type_name("OUT");
     AddChainArguments(command, options->chain);
-    command.get_option("--disk")->needs(merged);
     command.get_option("--other-paths")->needs(merged);
     command.footer("Example: vhdx map disk.vhdx");
     Choose(command, chosen, options, RunMap);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdio>
 #include <memory>
 #include <span>
 #include <string>
@@ -11,6 +12,7 @@
 #include "tools/vhdx/merged_source.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/output_file.h"
+#include "tools/vhdx/progress.h"
 #include "tools/vhdx/saved_model.h"
 #include "tools/vhdx/text.h"
 
@@ -25,11 +27,25 @@ struct CReadOptions {
     CDiskOptions disk;
     CRangeOptions range;
     std::string output;
+    EProgress progress = EProgress::automatic;
     bool merged = false;
     CChainOptions chain;
 };
 
-void CopyRange(CDisk& disk, const CModel& model, const CRangeOptions& range, COutput& output) {
+bool IsStandard(const std::string& output) {
+    return output.empty() || output == "-";
+}
+
+/// The line would stand among the bytes where both go to one terminal.
+EProgress WantedProgress(const CReadOptions& options) {
+    const bool mixed = IsStandard(options.output) && IsTerminal(stdout);
+    return mixed && options.progress == EProgress::automatic ? EProgress::never : options.progress;
+}
+
+void CopyRange(CDisk& disk, const CModel& model, const CReadOptions& options, COutput& output) {
+    const CRangeOptions& range = options.range;
+    CProgress progress(WantedProgress(options), "reading ");
+    progress.Start(range.length);
     NVHDX::CDynamicAllocBuffer<unsigned char, unsigned __int64> buffer;
     const std::uint64_t end = range.offset + range.length;
     std::uint64_t offset = range.offset;
@@ -42,6 +58,7 @@ void CopyRange(CDisk& disk, const CModel& model, const CRangeOptions& range, COu
             output.WriteZeros(count);
         }
         offset += count;
+        progress.Advance(count);
     }
     output.Flush();
 }
@@ -49,8 +66,9 @@ void CopyRange(CDisk& disk, const CModel& model, const CRangeOptions& range, COu
 /// Writes the merged bytes one behind the other.
 class CMergedOutput final : public NVHDXHost::IRawTarget {
 public:
-    CMergedOutput(std::shared_ptr<const NVHDXHost::CMergedDisk> disk, COutput& output)
-        : m_reader(std::move(disk)), m_output(output), m_buffer(pieceSize) {}
+    CMergedOutput(std::shared_ptr<const NVHDXHost::CMergedDisk> disk, COutput& output,
+                  CProgress& progress)
+        : m_reader(std::move(disk)), m_output(output), m_progress(progress), m_buffer(pieceSize) {}
 
     void CopyFrom(std::size_t, std::uint64_t, std::uint64_t offset, std::uint64_t length) override {
         for (const std::uint64_t end = offset + length; offset != end;) {
@@ -65,20 +83,27 @@ public:
     }
     void Write(std::uint64_t, std::span<const unsigned char> bytes) override {
         m_output.Write(bytes.data(), bytes.size());
+        m_progress.Advance(bytes.size());
     }
-    void Zero(std::uint64_t, std::uint64_t length) override { m_output.WriteZeros(length); }
+    void Zero(std::uint64_t, std::uint64_t length) override {
+        m_output.WriteZeros(length);
+        m_progress.Advance(length);
+    }
 
 private:
     NVHDXHost::CMergedReader m_reader;
     COutput& m_output;
+    CProgress& m_progress;
     std::vector<unsigned char> m_buffer;
 };
 
 void CopyMerged(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk,
-                const CRangeOptions& range, COutput& output) {
+                const CReadOptions& options, COutput& output) {
+    CProgress progress(WantedProgress(options), "reading ");
+    progress.Start(options.range.length);
     NVHDXHost::CRawExport source(disk);
-    CMergedOutput target(disk, output);
-    if (!source.Copy(range.offset, range.length, target)) {
+    CMergedOutput target(disk, output, progress);
+    if (!source.Copy(options.range.offset, options.range.length, target)) {
         throw CFailure(Printable(source.Error()));
     }
     output.Flush();
@@ -87,16 +112,16 @@ void CopyMerged(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk,
 void RunMerged(const CReadOptions& options) {
     const auto disk = OpenMerged(options.disk, options.chain);
     CheckRange(options.range.offset, options.range.length, disk->Size());
-    if (options.output.empty() || options.output == "-") {
+    if (IsStandard(options.output)) {
         COutput output = COutput::Standard();
-        CopyMerged(disk, options.range, output);
+        CopyMerged(disk, options, output);
         return;
     }
     for (const NVHDXHost::CDiskLayer& layer : disk->Layers()) {
         CheckNotRead(options.output, layer.path);
     }
     COutputFile file(options.output, options.disk.file);
-    CopyMerged(disk, options.range, file.Output());
+    CopyMerged(disk, options, file.Output());
     file.Commit();
 }
 
@@ -105,16 +130,16 @@ void RunRead(const CReadOptions& options) {
         RunMerged(options);
         return;
     }
-    CDisk disk(options.disk);
+    CDisk disk(ChosenDisk(options.disk, options.chain));
     CheckRange(options.range.offset, options.range.length,
                disk.Item<NVHDX::NMetadata::CVirtualDiskSize>().size);
-    if (options.output.empty() || options.output == "-") {
+    if (IsStandard(options.output)) {
         COutput output = COutput::Standard();
-        CopyRange(disk, disk.LoadModel(), options.range, output);
+        CopyRange(disk, disk.LoadModel(), options, output);
         return;
     }
     COutputFile file(options.output, options.disk.file);
-    CopyRange(disk, disk.LoadModel(), options.range, file.Output());
+    CopyRange(disk, disk.LoadModel(), options, file.Output());
     file.Commit();
 }
 
@@ -132,11 +157,11 @@ void AddRead(CLI::App& program, CChosenCommand& chosen) {
                     "Write to this file, which is replaced when all is read, instead of to "
                     "standard output")
         ->type_name("OUT");
+    AddProgressArgument(command, options->progress);
     CLI::Option* const merged =
         command.add_flag("--merged", options->merged,
                          "The bytes that the guest sees: those of the file and of all its parents");
     AddChainArguments(command, options->chain);
-    command.get_option("--disk")->needs(merged);
     command.get_option("--other-paths")->needs(merged);
     command.footer(
         "Of a differencing disk this is what the file itself holds, without its parents, unless "
