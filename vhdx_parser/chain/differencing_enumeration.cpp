@@ -40,6 +40,8 @@ public:
     /// False once the callback wants no more.
     bool GoesOn() const { return m_goesOn; }
 
+    bool IsOpen() const { return m_isOpen; }
+
     void AddAbsent() {
         if (m_isOpen) {
             Report();
@@ -59,6 +61,11 @@ public:
         if (count > 0 && m_goesOn) {
             Extend(sector, offset, count);
         }
+    }
+
+    /// The same as adding the sectors and an absent one behind them, where no run is open.
+    void AddWholeRun(std::uint64_t sector, std::uint64_t offset, std::uint64_t count) {
+        Report(BaseOffsetOf(sector), offset, count * m_sectorSize);
     }
 
 private:
@@ -82,20 +89,27 @@ private:
 
     void Open(std::uint64_t sector, std::uint64_t offset) {
         m_isOpen = true;
+        m_baseOffset = BaseOffsetOf(sector);
         m_offset = offset;
         m_length = 0;
-        if (!m_base.Locate(sector, m_baseOffset)) {
-            m_baseOffset = NoOffset;
-        }
+    }
+
+    std::uint64_t BaseOffsetOf(std::uint64_t sector) {
+        std::uint64_t offset = 0;
+        return m_base.Locate(sector, offset) ? offset : NoOffset;
     }
 
     void Report() {
         m_isOpen = false;
+        Report(m_baseOffset, m_offset, m_length);
+    }
+
+    void Report(std::uint64_t baseOffset, std::uint64_t offset, std::uint64_t length) {
         // The callback may change what it is given; the next run names the file again.
         if (m_given != m_path) {
             m_given = m_path;
         }
-        m_goesOn = m_callback(m_baseOffset, m_given, m_offset, m_length);
+        m_goesOn = m_callback(baseOffset, m_given, offset, length);
     }
 
     const std::shared_ptr<std::basic_string<TChar>>& m_path;
@@ -121,9 +135,13 @@ void AddByBitmap(CRuns<TChar>& runs, CSectorStretch stretch, std::uint64_t end,
         if (present.first > sector) {
             runs.AddAbsent();
         }
-        runs.AddPresent(present.first,
-                        stretch.offset + (present.first - stretch.first) * sectorSize,
-                        present.end - present.first);
+        const std::uint64_t offset = stretch.offset + (present.first - stretch.first) * sectorSize;
+        const std::uint64_t count = present.end - present.first;
+        if (present.end < end && !runs.IsOpen()) {
+            runs.AddWholeRun(present.first, offset, count);
+        } else {
+            runs.AddPresent(present.first, offset, count);
+        }
         sector = present.end;
     }
     if (sector < end) {
