@@ -11,23 +11,24 @@
 
 namespace NVHDX {
 
-/// What state bits tell of the block of a payload entry, beside its state.
+/// What state bits tell of the block of a payload entry.
 struct CStateMeaning {
+    CPayloadBlock::EState state;
     std::uint32_t stateBit;  ///< the one bit of the number 1 << (state bits)
     std::uint64_t dataMask;  ///< all ones when the block has data in the file, else 0
 };
 
 /// Looked up instead of decided: the states of a real table would lead a branch astray at every
-/// other entry.
+/// other entry. Bits 4 and 5 mean nothing, and their entry is refused.
 inline constexpr CStateMeaning StateMeanings[8] = {
-    {1U << 0, 0},
-    {1U << 1, ~std::uint64_t{0}},
-    {1U << 2, 0},
-    {1U << 3, 0},
-    {1U << 4, 0},
-    {1U << 5, 0},
-    {1U << 6, ~std::uint64_t{0}},
-    {1U << 7, ~std::uint64_t{0}},
+    {CPayloadBlock::NotPresent, 1U << 0, 0},
+    {CPayloadBlock::Undefined, 1U << 1, ~std::uint64_t{0}},
+    {CPayloadBlock::Zero, 1U << 2, 0},
+    {CPayloadBlock::Unmapped, 1U << 3, 0},
+    {CPayloadBlock::Undefined, 1U << 4, 0},
+    {CPayloadBlock::Undefined, 1U << 5, 0},
+    {CPayloadBlock::FullyPresent, 1U << 6, ~std::uint64_t{0}},
+    {CPayloadBlock::PartiallyPresent, 1U << 7, ~std::uint64_t{0}},
 };
 
 /// A word of the table: bits 0 to 2 the state, 3 to 19 reserved, 20 to 63 the file offset in MiB.
@@ -39,13 +40,9 @@ public:
     std::uint64_t FileOffsetMB() const { return m_word >> 20; }
     unsigned StateBits() const { return static_cast<unsigned>(m_word & 7); }
 
-    /// Of a payload entry whose state bits mean something: 0 to 3 are the states 1 to 4, and 6 and
-    /// 7 are 5 and 6. Bits 4 and 5 mean nothing, and their entry is not used.
-    CPayloadBlock::EState PayloadState() const {
-        const unsigned bits = StateBits();
-        return static_cast<CPayloadBlock::EState>(bits + 1 - (bits >> 1 & 2));
-    }
     const CStateMeaning& StateMeaning() const { return StateMeanings[StateBits()]; }
+    /// Of a payload entry whose state bits mean something.
+    CPayloadBlock::EState PayloadState() const { return StateMeaning().state; }
 
     /// Of a payload entry; 0 for a block without data, so that it is never the furthest one.
     std::uint64_t DataOffset() const { return FileOffsetMB() & StateMeaning().dataMask; }

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "vhdx_parser/blocks/block_state.h"
-#include "vhdx_parser/blocks/chunk_blocks.h"
 #include "vhdx_parser/blocks/sector_bitmap_state.h"
 #include "vhdx_parser/foundation/trace.h"
 
@@ -41,13 +40,12 @@ bool CBATWalk::Run() {
         if (NDebugTrace::g_pwriter != nullptr && !TracePayloadEntries(entries)) {
             return false;
         }
-        const CPayloadSummary summary = Summarize(entries);
+        CBlockChunk chunk;
+        const CPayloadSummary summary = CChunkBlocks::Fill(chunk, entries);
         if ((summary.stateBits & ~m_allowedStateBits) != 0) {
             return false;
         }
-        CBlockChunk chunk;
-        CChunkBlocks::Fill(chunk, entries);
-        NoteLargestOffset(entries, summary.largestOffset);
+        NoteLargestOffset(summary);
         m_entry += entries.Count();
         m_payloadBlock += entries.Count();
 
@@ -78,16 +76,11 @@ bool CBATWalk::TracePayloadEntries(const CBATTable& entries) const {
 }
 
 /// Only a strictly larger position replaces the one noted, so that the first block wins a tie.
-void CBATWalk::NoteLargestOffset(const CBATTable& entries, std::uint64_t largestOffset) {
-    if (largestOffset <= m_largestOffset) {
-        return;
+void CBATWalk::NoteLargestOffset(const CPayloadSummary& summary) {
+    if (summary.largestOffset > m_largestOffset) {
+        m_largestOffset = summary.largestOffset;
+        m_largestOffsetIndex = m_payloadBlock + summary.largest;
     }
-    std::uint32_t first = 0;
-    while (entries[first].DataOffset() != largestOffset) {
-        ++first;
-    }
-    m_largestOffset = largestOffset;
-    m_largestOffsetIndex = m_payloadBlock + first;
 }
 
 /// Without a parent the sector bitmap entry says nothing, and behind the last group there is none.

@@ -7,6 +7,7 @@
 #include <vhdx_parser/block_model.h>
 
 #include "vhdx_parser/blocks/bat_table.h"
+#include "vhdx_parser/blocks/chunk_blocks.h"
 
 namespace NVHDX {
 
@@ -28,7 +29,7 @@ public:
 
 private:
     bool TracePayloadEntries(const CBATTable& entries) const;
-    void NoteLargestOffset(const CBATTable& entries, std::uint64_t largestOffset);
+    void NoteLargestOffset(const CPayloadSummary& summary);
     bool CloseChunk(CBlockChunk& chunk);
 
     CBATTable m_table;

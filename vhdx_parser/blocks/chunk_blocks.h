@@ -18,14 +18,14 @@ namespace NVHDX {
 struct CPayloadSummary {
     unsigned stateBits = 0;           ///< bit n is set when an entry has state bits n
     std::uint64_t largestOffset = 0;  ///< of the blocks with data, in MiB
+    std::uint32_t largest = 0;        ///< the first entry that has it
 };
-
-CPayloadSummary Summarize(const CBATTable& entries);
 
 struct CChunkBlocks {
     /// Fills an empty chunk with the blocks of many entries at once, with the result of one
-    /// `InitPayloadBlock` after the other.
-    static void Fill(CBlockChunk& chunk, const CBATTable& entries);
+    /// `InitPayloadBlock` after the other. Entries whose state means nothing become some block: the
+    /// summary tells of them.
+    static CPayloadSummary Fill(CBlockChunk& chunk, const CBATTable& entries);
 
     /// `CBlockChunk::GetPayloadBlock`.
     static const CPayloadBlock* Find(const CBlockChunk& chunk, std::uint64_t position) {
