@@ -106,7 +106,7 @@ const CRegistration registration([] {
         "LoadBlocks, counting writer", Binary(count) + " entries", 3,
         [count](benchmark::State& state) { TraceOurs(state, count); },
         [count](benchmark::State& state) { TraceBaseline(state, count); });
-    AddGrowth("LoadBlocks, no writer (entries)", 1 << 20, 1 << 24, [](std::uint64_t size) {
+    AddGrowth("LoadBlocks, no writer (entries)", 1 << 22, 1 << 25, [](std::uint64_t size) {
         return [size](benchmark::State& state) { LoadOurs(state, size); };
     });
     AddGrowth("LoadBlocks, counting writer (entries)", 1 << 15, 1 << 20, [](std::uint64_t size) {

@@ -167,13 +167,13 @@ const CRegistration registration([] {
         [](benchmark::State& state) { PrepareOurs(state, ChunkCount); }, PrepareBaseline);
     AddLinking("1,000 files in chains of 10", 1000, 10);
     AddLinking("one chain of 1,000 files", 1000, 1000);
-    AddGrowth("Prepare, 3 files (bitmaps of each)", 4, 64, [](std::uint64_t size) {
+    AddGrowth("Prepare, 3 files (bitmaps of each)", 16, 128, [](std::uint64_t size) {
         return [size](benchmark::State& state) { PrepareOurs(state, size); };
     });
-    AddGrowth("DoIt, chains of 10 (files)", 250, 4000, [](std::uint64_t size) {
+    AddGrowth("DoIt, chains of 10 (files)", 1000, 8000, [](std::uint64_t size) {
         return [size](benchmark::State& state) { LinkWithoutClosing(state, size, 10); };
     });
-    AddGrowth("DoIt, one chain (files)", 250, 4000, [](std::uint64_t size) {
+    AddGrowth("DoIt, one chain (files)", 1000, 8000, [](std::uint64_t size) {
         return [size](benchmark::State& state) { LinkWithoutClosing(state, size, size); };
     });
 });

@@ -114,10 +114,10 @@ const CRegistration registration([] {
             "loadXml", setting, 1.15, [count](benchmark::State& state) { LoadOurs(state, count); },
             [count](benchmark::State& state) { LoadBaseline(state, count); });
     }
-    AddGrowth("saveXml (blocks)", 1 << 12, 1 << 17, [](std::uint64_t size) {
+    AddGrowth("saveXml (blocks)", 1 << 15, 1 << 18, [](std::uint64_t size) {
         return [size](benchmark::State& state) { SaveOurs(state, size); };
     });
-    AddGrowth("loadXml (blocks)", 1 << 12, 1 << 17, [](std::uint64_t size) {
+    AddGrowth("loadXml (blocks)", 1 << 15, 1 << 18, [](std::uint64_t size) {
         return [size](benchmark::State& state) { LoadOurs(state, size); };
     });
 });
