@@ -1,13 +1,14 @@
-/// Reads the JSON that the benchmarks print from standard input and prints one Markdown table: each
-/// operation beside its baseline, the ratio, the target, and whether it was met; with the argument
-/// "growth" how the cost of each operation grows with its size. Of repetitions the
-/// median is taken, for growth the fastest.
+/// Reads the JSON documents that the benchmarks print, one for each operation, from standard input
+/// and prints one Markdown table: each operation beside its baseline, the ratio, the target, and
+/// whether it was met; with the argument "growth" how the cost of each operation grows with its
+/// size. Of repetitions the median is taken, for growth the fastest.
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <iterator>
 #include <map>
 #include <string>
 #include <string_view>
@@ -25,8 +26,8 @@ struct CRow {
     double target = 0;
 };
 
-/// Keyed by the order of registration; a baseline follows its benchmark.
-using CTable = std::map<int, CRow>;
+using CTable = std::vector<CRow>;
+using CDocuments = std::vector<nlohmann::json>;
 
 double Median(std::vector<double> values) {
     if (values.empty()) {
@@ -56,25 +57,30 @@ bool IsMeasurement(const nlohmann::json& run) {
     return run.value("run_type", "") == "iteration";
 }
 
-CTable ReadTable(const nlohmann::json& document) {
+/// One operation and its baseline.
+CRow ReadRow(const nlohmann::json& document) {
     const std::string oursMark = "/ours";
     const std::string baselineMark = "/baseline";
-    CTable table;
+    CRow row;
     for (const nlohmann::json& run : document.at("benchmarks")) {
         if (!IsMeasurement(run)) {
             continue;
         }
         const std::string name = run.at("name");
-        const int family = run.at("family_index");
         if (EndsWith(name, oursMark)) {
-            CRow& row = table[family];
             row.name = name.substr(0, name.size() - oursMark.size());
             row.ours.push_back(Nanoseconds(run));
             row.target = run.at("target");
         } else if (EndsWith(name, baselineMark)) {
-            table[family - 1].baseline.push_back(Nanoseconds(run));
+            row.baseline.push_back(Nanoseconds(run));
         }
     }
+    return row;
+}
+
+CTable ReadTable(const CDocuments& documents) {
+    CTable table;
+    std::transform(documents.begin(), documents.end(), std::back_inserter(table), ReadRow);
     return table;
 }
 
@@ -95,7 +101,7 @@ void Print(const CTable& table) {
     fmt::print("| {:<66} | {:>9} | {:>9} | {:>8} | {:>7} | {:<3} |\n", "operation, setting", "ours",
                "baseline", "ratio", "target", "met");
     fmt::print("|{:-<68}|{:->10}:|{:->10}:|{:->9}:|{:->8}:|{:-<5}|\n", "", "", "", "", "", "");
-    for (const auto& [family, row] : table) {
+    for (const CRow& row : table) {
         const double ours = Median(row.ours);
         const double baseline = Median(row.baseline);
         const double ratio = ours / baseline;
@@ -110,15 +116,16 @@ using CSeries = std::map<double, std::vector<double>>;
 
 using CGrowth = std::map<std::string, CSeries>;
 
-CGrowth ReadGrowth(const nlohmann::json& document) {
+CGrowth ReadGrowth(const CDocuments& documents) {
     CGrowth growth;
-    for (const nlohmann::json& run : document.at("benchmarks")) {
-        if (!IsMeasurement(run)) {
-            continue;
+    for (const nlohmann::json& document : documents) {
+        for (const nlohmann::json& run : document.at("benchmarks")) {
+            if (IsMeasurement(run)) {
+                std::string name = run.at("name");
+                name.resize(name.rfind('/'));
+                growth[name][run.at("size").get<double>()].push_back(Nanoseconds(run));
+            }
         }
-        std::string name = run.at("name");
-        name.resize(name.rfind('/'));
-        growth[name][run.at("size").get<double>()].push_back(Nanoseconds(run));
     }
     return growth;
 }
@@ -167,13 +174,21 @@ void Print(const CGrowth& growth) {
     }
 }
 
+CDocuments ReadDocuments(std::istream& stream) {
+    CDocuments documents;
+    while (stream >> std::ws, stream.good()) {
+        stream >> documents.emplace_back();
+    }
+    return documents;
+}
+
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
     try {
-        const nlohmann::json document = nlohmann::json::parse(std::cin);
+        const CDocuments documents = ReadDocuments(std::cin);
         const bool growth = argumentCount == 2 && std::string_view(arguments[1]) == "growth";
-        growth ? Print(ReadGrowth(document)) : Print(ReadTable(document));
+        growth ? Print(ReadGrowth(documents)) : Print(ReadTable(documents));
     } catch (const std::exception& error) {
         fmt::print(stderr, "bench_table: {}\n", error.what());
         return 1;
