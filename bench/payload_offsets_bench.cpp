@@ -39,7 +39,7 @@ const CRegistration registration([] {
     AddPair(
         "RequestPayloadRealOffsets", "one range over 1 Mi blocks", 2,
         [](benchmark::State& state) { OffsetsOurs(state, BlockCount); }, OffsetsBaseline);
-    AddGrowth("RequestPayloadRealOffsets (blocks)", 1 << 21, 1 << 24, [](std::uint64_t size) {
+    AddGrowth("RequestPayloadRealOffsets (blocks)", 1 << 22, 1 << 25, [](std::uint64_t size) {
         return [size](benchmark::State& state) { OffsetsOurs(state, size); };
     });
 });

@@ -8,6 +8,7 @@
 #include <vhdx_parser/differencing_merge.h>
 
 #include "vhdx_parser/blocks/units.h"
+#include "vhdx_parser/chain/differencing_sector_bits.h"
 #include "vhdx_parser/chain/differencing_sector_locator.h"
 
 namespace NVHDX {
@@ -16,7 +17,6 @@ namespace NDifferencingVirtualMerge {
 namespace {
 
 constexpr std::uint64_t BytesPerMebibyte = BytesFromMebibytes(1);
-constexpr std::uint64_t NoOffset = 0xFFFFFFFFFFFFFFFF;
 
 /// A fully present block of the base disk.
 struct CBaseBlock {
@@ -51,33 +51,93 @@ std::optional<CBaseBlock> FindBaseBlock(const CFileDataCircuit<TChar>& circuit,
     return CBaseBlock{chunkIndex, position, block->offset};
 }
 
-/// Answers for the sectors of one chunk which differencing file holds them.
+/// Answers for the sectors of one chunk which differencing file holds them: the newest that does.
+/// The base disk itself is not asked.
 template <class TChar>
 class CSectorAnswers {
 public:
+    using CAnswers = std::vector<CGetDifferentialResult<TChar>>;
+
     CSectorAnswers(const CFileDataCircuit<TChar>& circuit, std::uint64_t chunkIndex) {
         m_files.reserve(circuit.differencing.size());
         for (const CFileData<TChar>& file : circuit.differencing) {
-            m_files.push_back({{file.blocks, file.parameters, chunkIndex}, &file.path});
+            m_files.push_back({{file.blocks, file.parameters, chunkIndex}, &file.path, 0, 0});
         }
     }
 
-    /// The newest file that holds the sector; the base disk itself is not asked.
-    CGetDifferentialResult<TChar> Answer(std::uint64_t sector, std::uint64_t length) {
-        std::uint64_t offset = 0;
-        for (CFile& file : m_files) {
-            if (file.locator.Locate(sector, offset)) {
-                return {true, *file.path, offset, length};
+    /// Appends an answer for each sector of [sector, end), which is the range of `length` bytes.
+    void AppendTo(CAnswers& answers, std::uint64_t sector, std::uint64_t end, std::uint64_t length,
+                  std::uint64_t sectorSize) {
+        while (sector < end) {
+            const std::uint64_t known = LookUp(sector, end) - sector;
+            for (std::uint64_t i = 0; i < known; ++i) {
+                CGetDifferentialResult<TChar>& answer = answers.emplace_back();
+                answer.length = std::min(length, sectorSize);
+                length -= sectorSize;
+                Answer(answer, i);
             }
+            sector += known;
         }
-        return {false, nullptr, NoOffset, length};
     }
 
 private:
+    static constexpr std::uint64_t FirstSector = std::uint64_t{1} << 63;
+
     struct CFile {
         CSectorLocator locator;
         const std::shared_ptr<std::basic_string<TChar>>* path;
+        std::uint64_t present;  ///< the sectors looked up, the first one in the top bit
+        std::uint64_t offset;   ///< of the first one
     };
+
+    /// Looks up as many sectors from this one on as a word of a bitmap and one block tell of; one
+    /// past the last.
+    std::uint64_t LookUp(std::uint64_t sector, std::uint64_t end) {
+        if (sector >= SectorsPerChunk) {
+            return LookUpPastChunk(sector);
+        }
+        end = std::min(end, sector - sector % 64 + 64);
+        for (CFile& file : m_files) {
+            const CSectorStretch& stretch = file.locator.StretchOf(sector);
+            end = std::min(end, stretch.end);
+            file.present = PresentFrom(stretch, sector);
+            file.offset = stretch.offset + (sector - stretch.first) * file.locator.SectorSize();
+        }
+        return end;
+    }
+
+    static std::uint64_t PresentFrom(const CSectorStretch& stretch, std::uint64_t sector) {
+        if (stretch.bits == nullptr) {
+            return stretch.isPresent ? ~std::uint64_t{0} : 0;
+        }
+        return LoadSectors(stretch.bits->data() + static_cast<std::size_t>(sector / 64 * 8))
+               << sector % 64;
+    }
+
+    /// No bitmap tells of such a sector: the first file that would have to be asked for one raises.
+    std::uint64_t LookUpPastChunk(std::uint64_t sector) {
+        for (CFile& file : m_files) {
+            file.present = 0;
+        }
+        for (CFile& file : m_files) {
+            if (file.locator.Locate(sector, file.offset)) {
+                file.present = FirstSector;
+                break;
+            }
+        }
+        return sector + 1;
+    }
+
+    void Answer(CGetDifferentialResult<TChar>& answer, std::uint64_t position) const {
+        for (const CFile& file : m_files) {
+            if ((file.present << position & FirstSector) != 0) {
+                answer.found = true;
+                answer.path = *file.path;
+                answer.offset = file.offset + position * file.locator.SectorSize();
+                return;
+            }
+        }
+    }
 
     std::vector<CFile> m_files;
 };
@@ -111,11 +171,7 @@ void AnswerRange(std::vector<CGetDifferentialResult<TChar>>& results, std::uint6
 
     CSectorAnswers<TChar> answers(circuit, block->chunkIndex);
     ReserveFor(results, end > first ? end - first : 0);
-    std::uint64_t rest = length;
-    for (std::uint32_t sector = first; sector < end; ++sector) {
-        results.push_back(answers.Answer(sector, std::min(rest, sectorSize)));
-        rest -= sectorSize;
-    }
+    answers.AppendTo(results, first, end, length, sectorSize);
 }
 
 }  // namespace
