@@ -208,7 +208,7 @@ const CRegistration registration([] {
         "GetDifferential", "64 MiB, 3 files, half the sectors present", 2,
         [three](benchmark::State& state) { GetOurs(state, *three); },
         [three](benchmark::State& state) { GetBaseline(state, *three); });
-    AddGrowth("GetDifferential, 3 files (bytes)", 256 * MiB, 2048 * MiB,
+    AddGrowth("GetDifferential, 3 files (bytes)", 896 * MiB, 3584 * MiB,
               [three](std::uint64_t size) {
                   return [three, size](benchmark::State& state) { GetOurs(state, *three, size); };
               });
