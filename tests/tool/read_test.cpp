@@ -13,7 +13,7 @@ namespace {
 /// The content of `DynamicDisk`, straight from what it was built with.
 std::string DynamicContent() {
     std::string content(10 * MiB, '\0');
-    for (const std::uint64_t block : {1, 2, 4, 9}) {
+    for (const std::uint64_t block : {1U, 2U, 4U, 9U}) {
         const CBytes data = Pattern(11, block * MiB, MiB);
         content.replace(block * MiB, MiB, std::string(data.begin(), data.end()));
     }
