@@ -3,7 +3,6 @@
 #include <string_view>
 #include <vector>
 
-#include "host/locator_path.h"
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/folder.h"
 #include "tools/vhdx/notes.h"
@@ -136,7 +135,7 @@ void RunChain(const CChainOptions& options) {
     const CTraceWriter trace(options.folder.traceLevel);
     const CFolderTree tree = ScanFolder(options.folder);
     for (const CFolderFile& file : tree.Files()) {
-        PrintReplay(NVHDXHost::TextFromPath(file.path), file.replay.entries);
+        PrintReplay(file.name, file.replay.entries);
     }
     COutput output = COutput::Standard();
     if (!options.json) {

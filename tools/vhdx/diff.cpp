@@ -5,7 +5,6 @@
 #include <string_view>
 #include <vector>
 
-#include "host/locator_path.h"
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/folder.h"
 #include "tools/vhdx/notes.h"
@@ -97,7 +96,7 @@ CCircuit Load(const CDiffOptions& options) {
         const NVHDXHost::CFolderTree tree = ScanFolder(options.folder);
         // The merge opens the files for itself, and knows nothing of logs.
         for (const NVHDXHost::CFolderFile& file : tree.Files()) {
-            PrintPending(NVHDXHost::TextFromPath(file.path), file.replay.entries);
+            PrintPending(file.name, file.replay.entries);
         }
         chains = LinkChains(options.folder.folder, tree, trace);
     }
