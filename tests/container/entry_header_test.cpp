@@ -106,7 +106,7 @@ TEST(EntryHeader, EveryByteOfTheSignatureCounts) {
 }
 
 TEST(EntryHeader, FileWithoutTheWholeFirstHeaderIsRefused) {
-    for (const std::uint64_t size : {65536, 65536 + 4095}) {
+    for (const std::uint64_t size : {65536U, 65536U + 4095U}) {
         const COpening opening = Open(CImageBuilder().FileSize(size));
         EXPECT_FALSE(opening.opened) << size;
         EXPECT_EQ(opening.lines, IdentifierLines() + Lines(Line(3, "HDR item not selected")));
@@ -114,7 +114,7 @@ TEST(EntryHeader, FileWithoutTheWholeFirstHeaderIsRefused) {
 }
 
 TEST(EntryHeader, FileWithoutTheWholeSecondHeaderIsRefusedThoughTheFirstIsGood) {
-    for (const std::uint64_t size : {65536 + 4096, 131072, 131072 + 4095}) {
+    for (const std::uint64_t size : {65536U + 4096U, 131072U, 131072U + 4095U}) {
         const COpening opening = Open(CImageBuilder().FileSize(size));
         EXPECT_FALSE(opening.opened) << size;
         EXPECT_EQ(opening.lines,

@@ -50,7 +50,7 @@ TEST(EntryIdentifier, WithoutAWriterTheResultIsTheSame) {
 }
 
 TEST(EntryIdentifier, FileShorterThanTheIdentifierIsUnreadable) {
-    for (const std::uint64_t size : {0, 8, 519}) {
+    for (const std::uint64_t size : {0U, 8U, 519U}) {
         const COpening opening = Open(CImageBuilder().FileSize(size));
         EXPECT_FALSE(opening.opened) << size;
         EXPECT_EQ(opening.lines, Unreadable) << size;

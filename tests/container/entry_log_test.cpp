@@ -152,7 +152,7 @@ TEST(EntryLog, OffsetThatNoStreamCanExpressIsABadPosition) {
 }
 
 TEST(EntryLog, EntryThatTheFileCutsOffIsUnreadable) {
-    for (const std::uint64_t missing : {1, 67, 68}) {
+    for (const std::uint64_t missing : {1U, 67U, 68U}) {
         const std::uint64_t offset = 4 * MiB - 68 + missing;
         const COpening opening = Open(CImageBuilder().LogAt(LogId, offset, 4096));
         EXPECT_FALSE(opening.opened) << missing;

@@ -114,7 +114,7 @@ TEST(EntryReads, FailureOfAnyReadHasItsLine) {
         {11, 10, BadMetadataPosition},
         {12, 11, BadMetadataPosition}};
     for (const auto& [n, linesBefore, line] : failures) {
-        for (const std::uint64_t delivered : {0, 15}) {
+        for (const std::uint64_t delivered : {0U, 15U}) {
             CInputStream stream(CImageBuilder().Build());
             stream.Buffer().FailRead(n, delivered);
             const COpening opening = Open(stream);

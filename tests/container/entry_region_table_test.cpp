@@ -91,7 +91,7 @@ TEST(EntryRegionTable, SecondCopyIsNotLookedAt) {
 }
 
 TEST(EntryRegionTable, TableThatTheFileCutsOffIsRefused) {
-    for (const std::uint64_t size : {196608, 196608 + 15}) {
+    for (const std::uint64_t size : {196608U, 196608U + 15U}) {
         const COpening opening = Open(CImageBuilder().FileSize(size));
         EXPECT_FALSE(opening.opened) << size;
         EXPECT_EQ(opening.lines, UpToTheRegions() + Lines(Line(3, "REG_TBL_HDR not iteration")));
