@@ -9,6 +9,7 @@
 
 #include "tests/chain/differencing_model.h"
 #include "tests/support/bytes.h"
+#include "tests/support/stop_at_every_call.h"
 
 namespace NVHDX {
 namespace NDifferencingVirtualMerge {
@@ -49,21 +50,19 @@ protected:
         return {baseOffset, Text<TChar>(name), offset, length};
     }
 
-    /// All runs; the walk must not be stopped by anyone else.
     std::vector<NTest::CRun<TChar>> Runs() {
         std::vector<NTest::CRun<TChar>> runs;
-        EXPECT_TRUE(EnumerateDifferences(circuit, Collect(runs, 0)));
+        EXPECT_TRUE(EnumerateDifferences(circuit, NTest::RunReporter<TChar>([&](const auto& run) {
+                                             runs.push_back(run);
+                                             return true;
+                                         })));
         return runs;
     }
 
-    /// Collects the runs and stops after `limit` of them (0: never).
-    static auto Collect(std::vector<NTest::CRun<TChar>>& runs, std::size_t limit) {
-        return [&runs, limit](std::uint64_t baseOffset,
-                              std::shared_ptr<std::basic_string<TChar>>& path, std::uint64_t offset,
-                              std::uint64_t length) {
-            runs.push_back({baseOffset, *path, offset, length});
-            return runs.size() != limit;
-        };
+    void ExpectStopAtEveryRun(const std::vector<NTest::CRun<TChar>>& all) {
+        NTest::ExpectStopAtEveryCall(all, false, [this](const auto& report) {
+            return EnumerateDifferences(circuit, NTest::RunReporter<TChar>(report));
+        });
     }
 
     CFileDataCircuit<TChar> circuit;
@@ -227,13 +226,19 @@ TYPED_TEST(EnumerateDifferencesOf, CallbackThatReturnsFalseStopsEverything) {
     this->Add({{{10, FullyPresent}}});
     auto& partial = this->Add({{{40, PartiallyPresent}}});
     partial.blocks.chunks[0].SetSectorBitmap(MakeBitmap({0, 2, 4, 8388607}));
-    const std::size_t all = this->Runs().size();
-    ASSERT_EQ(all, 7U);
-    for (std::size_t limit = 1; limit <= all; ++limit) {
-        std::vector<NTest::CRun<TypeParam>> runs;
-        EXPECT_FALSE(EnumerateDifferences(this->circuit, this->Collect(runs, limit)));
-        EXPECT_EQ(runs.size(), limit);
-    }
+    const auto all = this->Runs();
+    ASSERT_EQ(all.size(), 7U);
+    this->ExpectStopAtEveryRun(all);
+}
+
+TYPED_TEST(EnumerateDifferencesOf, StopsAtARunThatClearBitsOfTheNextBlockEnd) {
+    auto& file = this->Add({{{10, FullyPresent}, {20, PartiallyPresent}}});
+    file.blocks.chunks[0].SetSectorBitmap(MakeBitmap({2050, 2060}));
+    const auto all = this->Runs();
+    ASSERT_THAT(all, ElementsAre(this->Run(100 * MiB, 10 * MiB, MiB),
+                                 this->Run(200 * MiB + 1024, 20 * MiB + 1024, 512),
+                                 this->Run(200 * MiB + 6144, 20 * MiB + 6144, 512)));
+    this->ExpectStopAtEveryRun(all);
 }
 
 TYPED_TEST(EnumerateDifferencesOf, PathIsTheFilesAgainAfterACallbackTookIt) {

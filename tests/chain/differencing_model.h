@@ -87,6 +87,15 @@ struct CRun {
     }
 };
 
+/// The callback of an enumeration that hands each run on as one record.
+template <class TChar, class TReport>
+auto RunReporter(TReport report) {
+    return [report](std::uint64_t baseOffset, std::shared_ptr<std::basic_string<TChar>>& path,
+                    std::uint64_t offset, std::uint64_t length) -> bool {
+        return report(CRun<TChar>{baseOffset, *path, offset, length});
+    };
+}
+
 /// Where a sector lies in one file; empty when the file does not hold it.
 template <class TChar>
 std::optional<std::uint64_t> LocateNaively(

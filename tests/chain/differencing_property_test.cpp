@@ -11,12 +11,15 @@
 
 #include "tests/chain/differencing_model.h"
 #include "tests/support/bytes.h"
+#include "tests/support/stop_at_every_call.h"
+#include "tests/support/trace_capture.h"
 
 namespace NVHDX {
 namespace NDifferencingVirtualMerge {
 namespace {
 
 using NTest::MiB;
+using CRun = NTest::CRun<char>;
 
 /// A random chain. Few chunks, because the naive walk visits 8,388,608 sectors of each chunk in
 /// each file.
@@ -121,21 +124,95 @@ class RandomChain : public testing::TestWithParam<unsigned> {};
 
 TEST_P(RandomChain, HasTheRunsOfTheNaiveWalk) {
     const CRandomChain chain(GetParam());
-    const std::vector<NTest::CRun<char>> expected = NTest::EnumerateNaively(chain.circuit);
-    std::size_t count = 0;
-    EXPECT_TRUE(EnumerateDifferences(
-        chain.circuit, [&](std::uint64_t baseOffset, std::shared_ptr<std::string>& path,
-                           std::uint64_t offset, std::uint64_t length) {
-            const NTest::CRun<char> run = {baseOffset, *path, offset, length};
-            if (count >= expected.size() || !(run == expected[count])) {
-                ADD_FAILURE() << "run " << count << ": " << run;
-                return false;
-            }
-            ++count;
-            return true;
-        }));
-    EXPECT_EQ(count, expected.size());
+    const std::vector<CRun> expected = NTest::EnumerateNaively(chain.circuit);
+    NTest::WithoutAndWithAWriter([&] {
+        std::size_t count = 0;
+        EXPECT_TRUE(
+            EnumerateDifferences(chain.circuit, NTest::RunReporter<char>([&](const CRun& run) {
+                                     if (count >= expected.size() || !(run == expected[count])) {
+                                         ADD_FAILURE() << "run " << count << ": " << run;
+                                         return false;
+                                     }
+                                     ++count;
+                                     return true;
+                                 })));
+        EXPECT_EQ(count, expected.size());
+    });
 }
+
+/// A random chain of a few large blocks, with bitmaps whose few runs begin and end at, before and
+/// behind the borders of blocks and of the words in which bitmaps are read.
+class CChainOfFewRuns {
+public:
+    explicit CChainOfFewRuns(unsigned seed) : m_random(seed) {
+        circuit.base = NTest::MakeFile<char>("base", blockSize, sectorSize, {Blocks(), Blocks()});
+        for (std::uint64_t i = 1 + Below(3); i > 0; --i) {
+            circuit.differencing.push_back(NTest::MakeFile<char>(
+                ("diff" + std::to_string(i)).c_str(), blockSize, sectorSize, {Blocks(), Blocks()}));
+            for (CBlockChunk& chunk : circuit.differencing.back().blocks.chunks) {
+                chunk.SetSectorBitmap(Below(8) == 0 ? nullptr : Bitmap());
+            }
+        }
+    }
+
+    CFileDataCircuit<char> circuit;
+
+private:
+    static constexpr std::uint64_t blockSize = 512 * MiB;
+    static constexpr std::uint32_t sectorSize = 512;
+    static constexpr std::uint64_t sectorsPerBlock = blockSize / sectorSize;
+
+    std::uint64_t Below(std::uint64_t limit) { return m_random() % limit; }
+
+    /// Mostly one behind the other in the file, so that runs go on from block to block.
+    std::vector<CPayloadBlock> Blocks() {
+        std::vector<CPayloadBlock> blocks;
+        std::uint64_t offset = 1 + Below(10);
+        for (std::uint64_t i = Below(4) == 0 ? Below(8) : 8; i > 0; --i) {
+            constexpr CPayloadBlock::EState states[] = {
+                CPayloadBlock::NotPresent, CPayloadBlock::Undefined, CPayloadBlock::FullyPresent,
+                CPayloadBlock::PartiallyPresent, CPayloadBlock::PartiallyPresent};
+            blocks.push_back({offset, states[Below(5)]});
+            offset += Below(4) == 0 ? 1000 : blockSize / MiB;
+        }
+        return blocks;
+    }
+
+    std::shared_ptr<CSectorBitmap> Bitmap() {
+        auto bitmap = NTest::MakeBitmap({});
+        for (std::uint64_t i = Below(14); i > 0; --i) {
+            const std::uint64_t border = Below(9) * sectorsPerBlock + Below(3) * 64;
+            const std::uint64_t first = border - std::min(border, Below(4) * 33);
+            const std::uint64_t end =
+                Below(4) == 0 ? first + sectorsPerBlock : first + 1 + Below(130);
+            Flip(*bitmap, first, std::min(end, NTest::sectorsPerChunk));
+        }
+        return bitmap;
+    }
+
+    static void Flip(CSectorBitmap& bitmap, std::uint64_t first, std::uint64_t end) {
+        for (std::uint64_t sector = first; sector < end; ++sector) {
+            bitmap.bits[sector / 8] =
+                static_cast<unsigned char>(bitmap.bits[sector / 8] ^ (0x80 >> (sector % 8)));
+        }
+    }
+
+    std::mt19937_64 m_random;
+};
+
+class ChainOfFewRuns : public testing::TestWithParam<unsigned> {};
+
+TEST_P(ChainOfFewRuns, StopsAtEveryRunOfTheNaiveWalk) {
+    const CChainOfFewRuns chain(GetParam());
+    const std::vector<CRun> expected = NTest::EnumerateNaively(chain.circuit);
+    NTest::WithoutAndWithAWriter([&] {
+        NTest::ExpectStopAtEveryCall(expected, false, [&](const auto& report) {
+            return EnumerateDifferences(chain.circuit, NTest::RunReporter<char>(report));
+        });
+    });
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, ChainOfFewRuns, testing::Range(1U, 25U));
 
 /// False when it raises, as it must for a bit past the chunk's last sector.
 bool RunsToEnd(const std::function<void()>& operation) {
@@ -170,19 +247,21 @@ TEST_P(RandomChain, AnswersAsTheNaiveLookUpDoes) {
                                                       inBlock / sectorSize);
         const auto count = static_cast<std::uint32_t>((length + sectorSize - 1) / sectorSize);
         std::vector<CGetDifferentialResult<char>> expected;
-        std::vector<CGetDifferentialResult<char>> results;
         const bool expectedToEnd = RunsToEnd([&] {
             NTest::AnswerNaively(expected, circuit, place.first, first, first + count, length);
         });
-        ASSERT_EQ(RunsToEnd([&] { GetDifferential(results, offset, length, circuit); }),
-                  expectedToEnd);
-        ASSERT_EQ(results.size(), expected.size());
-        for (std::size_t i = 0; i < expected.size(); ++i) {
-            ASSERT_EQ(results[i].found, expected[i].found) << i;
-            ASSERT_EQ(results[i].path, expected[i].path) << i;
-            ASSERT_EQ(results[i].offset, expected[i].offset) << i;
-            ASSERT_EQ(results[i].length, expected[i].length) << i;
-        }
+        NTest::WithoutAndWithAWriter([&] {
+            std::vector<CGetDifferentialResult<char>> results;
+            ASSERT_EQ(RunsToEnd([&] { GetDifferential(results, offset, length, circuit); }),
+                      expectedToEnd);
+            ASSERT_EQ(results.size(), expected.size());
+            for (std::size_t i = 0; i < expected.size(); ++i) {
+                ASSERT_EQ(results[i].found, expected[i].found) << i;
+                ASSERT_EQ(results[i].path, expected[i].path) << i;
+                ASSERT_EQ(results[i].offset, expected[i].offset) << i;
+                ASSERT_EQ(results[i].length, expected[i].length) << i;
+            }
+        });
         if (++asked == 20) {
             break;
         }

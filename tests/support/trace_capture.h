@@ -58,6 +58,14 @@ private:
     std::vector<CTraceLine> m_lines;
 };
 
+/// Checks twice, without a writer and while one listens: nothing but the lines may depend on it.
+template <class TCheck>
+void WithoutAndWithAWriter(TCheck check) {
+    check();
+    const CTraceCapture listening;
+    check();
+}
+
 /// Sets the text that every line begins with (null: none), and restores the one before.
 class CTraceContext {
 public:

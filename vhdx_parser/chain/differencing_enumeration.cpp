@@ -49,16 +49,13 @@ public:
     }
 
     void AddPresent(std::uint64_t sector, std::uint64_t offset, std::uint64_t count) {
-        if (!m_goesOn) {
-            return;
-        }
         if (m_isOpen && offset != m_offset + m_length) {
             EndRunWithForeignSector();
             ++sector;
             offset += m_sectorSize;
             --count;
         }
-        if (count > 0 && m_goesOn) {
+        if (count > 0) {
             Extend(sector, offset, count);
         }
     }
@@ -104,7 +101,11 @@ private:
         Report(m_baseOffset, m_offset, m_length);
     }
 
+    // Whatever else is added once the callback wants no more, it is not called again.
     void Report(std::uint64_t baseOffset, std::uint64_t offset, std::uint64_t length) {
+        if (!m_goesOn) {
+            return;
+        }
         // The callback may change what it is given; the next run names the file again.
         if (m_given != m_path) {
             m_given = m_path;
