@@ -1,3 +1,9 @@
+#include <iterator>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -128,6 +134,49 @@ TEST_F(PayloadOffsets, ABlockIndexIsCutTo32BitsAlongTheRange) {
     EXPECT_THAT(trace.Lines(), ElementsAre(NoBlockLine(0xFFFFFFFF)));
 }
 
+/// Blocks of 1 byte, 8 to each of three chunks that claim a ratio of 2147483647 and more blocks
+/// than they have.
+CBlocks ModelWhoseChunksReachPastTheLargestIndex() {
+    CBlocks blocks;
+    blocks.ratio = 2147483647;
+    for (std::uint64_t i = 0; i < 24; ++i) {
+        if (i % 8 == 0) {
+            blocks.chunks.emplace_back();
+        }
+        blocks.chunks.back().InitPayloadBlock(CPayloadBlock::FullyPresent, 1 + i);
+    }
+    return blocks;
+}
+
+// Chunk 2 begins with the block of the number 2^32 - 2, and its third block is number 0 again.
+TEST(PayloadOffsetsOfLongRanges, StartAnewAtBlock0WithAndWithoutAWriter) {
+    const CBlocks blocks = ModelWhoseChunksReachPastTheLargestIndex();
+    WithoutAndWithAWriter([&] {
+        EXPECT_THAT(RequestPayloadRealOffsets(blocks, 0xFFFFFFFE, 6, BlockSize(1)),
+                    ElementsAre(Pair(17 * MiB, 1), Pair(18 * MiB, 1), Pair(1 * MiB, 1),
+                                Pair(2 * MiB, 1), Pair(3 * MiB, 1), Pair(4 * MiB, 1)));
+    });
+}
+
+// 2^64 is no multiple of 1000: behind the wrap the range goes on at byte 384 of a block, while the
+// blocks follow one by one.
+TEST(PayloadOffsetsOfLongRanges, ThePlaceInABlockIsThatOfTheSumThatWraps) {
+    constexpr std::uint64_t offset = 0xFFFFFFFFFFFFFFFF - 2614;
+    static_assert(offset % 1000 == 1 && (offset / 1000 & 0xFFFFFFFF) == 1271310317);
+    CBlocks blocks;
+    blocks.ratio = 1271310317;
+    blocks.chunks.resize(2);
+    for (std::uint64_t i = 0; i < 6; ++i) {
+        blocks.chunks[1].InitPayloadBlock(CPayloadBlock::FullyPresent, 100 + i);
+    }
+    WithoutAndWithAWriter([&] {
+        EXPECT_THAT(
+            RequestPayloadRealOffsets(blocks, offset, 5000, BlockSize(1000)),
+            ElementsAre(Pair(100 * MiB + 1, 999), Pair(101 * MiB, 1000), Pair(102 * MiB, 1000),
+                        Pair(103 * MiB + 384, 616), Pair(104 * MiB, 1000), Pair(105 * MiB, 385)));
+    });
+}
+
 /// 300 blocks to the chunk, every third one absent: more than are appended in one go.
 CBlocks LongModel() {
     CBlocks blocks;
@@ -192,6 +241,85 @@ TEST(PayloadOffsetsOfLongRanges, RaisePastTheChunksWithoutAWriter) {
               }),
               "invalid vector subscript");
 }
+
+/// Straight from the description: every piece by a lookup of its own.
+std::vector<std::pair<std::int64_t, std::uint64_t>> RealOffsetsNaively(const CBlocks& blocks,
+                                                                       std::uint64_t offset,
+                                                                       std::uint64_t count,
+                                                                       std::uint64_t blockSize) {
+    std::vector<std::pair<std::int64_t, std::uint64_t>> pieces;
+    std::uint64_t done = 0;
+    for (std::uint64_t index = offset / blockSize;; ++index) {
+        const std::uint64_t position = (offset + done) % blockSize;
+        const std::uint64_t kept = static_cast<std::uint32_t>(index);
+        const CPayloadBlock* const block =
+            blocks.chunks.at(kept / blocks.ratio).GetPayloadBlock(kept % blocks.ratio);
+        const std::uint64_t left = count - done;
+        const std::uint64_t length = left < blockSize - position ? left : blockSize - position;
+        pieces.emplace_back(
+            block == nullptr ? -1 : static_cast<std::int64_t>(block->offset * MiB + position),
+            length);
+        done += length;
+        if (done >= count) {
+            return pieces;
+        }
+    }
+}
+
+/// A few chunks of any ratio with fewer, as many or more blocks, filled in all ways.
+CBlocks RandomModel(std::mt19937_64& random, std::uint64_t ratio) {
+    CBlocks blocks;
+    blocks.ratio = ratio;
+    for (std::uint64_t chunks = 1 + random() % 4; chunks > 0; --chunks) {
+        CBlockChunk& chunk = blocks.chunks.emplace_back();
+        std::vector<CPayloadBlock> list;
+        for (std::uint64_t i = random() % 20; i > 0; --i) {
+            list.push_back({1 + random() % 1000, static_cast<CPayloadBlock::EState>(
+                                                     1 + static_cast<int>(random() % 6))});
+            chunk.InitPayloadBlock(list.back().state, list.back().offset);
+        }
+        if (random() % 8 == 0) {
+            chunk.AddAllPayloadBlocks(list);
+        } else if (random() % 8 == 0) {
+            chunk.Init(static_cast<std::uint32_t>(random() % 8));
+        }
+    }
+    return blocks;
+}
+
+class RandomPayloadOffsets : public testing::TestWithParam<unsigned> {};
+
+TEST_P(RandomPayloadOffsets, AreThoseOfTheNaiveWalkWithAndWithoutAWriter) {
+    std::mt19937_64 random(GetParam());
+    for (int repetition = 0; repetition < 2000; ++repetition) {
+        constexpr std::uint64_t ratios[] = {1,          2,          7,           16,
+                                            0xFFFFFFF0, 0xFFFFFFFE, 0x100000000, 0x1000000000000};
+        const std::uint64_t blockSize = 1 + random() % 3000;
+        const CBlocks blocks = RandomModel(random, ratios[random() % std::size(ratios)]);
+        // At the start, where block numbers of 32 bits start again, and where bytes of 64 do.
+        const std::uint64_t starts[] = {0, blockSize * 0xFFFFFFF0, blockSize * 0xFFFFFFFE,
+                                        blockSize * 0x100000000,
+                                        0xFFFFFFFFFFFFFFFF - blockSize * 4};
+        const std::uint64_t offset =
+            starts[random() % std::size(starts)] + random() % (4 * blockSize);
+        const std::uint64_t count = random() % (24 * blockSize);
+        std::vector<std::pair<std::int64_t, std::uint64_t>> expected;
+        const bool raises = OutOfRangeText([&] {
+                                expected = RealOffsetsNaively(blocks, offset, count, blockSize);
+                            }) != nothingRaised;
+        WithoutAndWithAWriter([&] {
+            std::vector<std::pair<std::int64_t, std::uint64_t>> pieces;
+            const std::string text = OutOfRangeText([&] {
+                pieces = RequestPayloadRealOffsets(
+                    blocks, offset, count, BlockSize(static_cast<std::uint32_t>(blockSize)));
+            });
+            ASSERT_EQ(text, raises ? "invalid vector subscript" : nothingRaised);
+            ASSERT_EQ(pieces, expected);
+        });
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomPayloadOffsets, testing::Range(1U, 9U));
 
 }  // namespace
 }  // namespace NVHDX

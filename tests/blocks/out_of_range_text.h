@@ -6,6 +6,8 @@
 
 namespace NTest {
 
+inline constexpr const char* nothingRaised = "(nothing was raised)";
+
 /// The text of the `std::out_of_range` that the call raises.
 template <class TCall>
 std::string OutOfRangeText(TCall call) {
@@ -14,7 +16,7 @@ std::string OutOfRangeText(TCall call) {
     } catch (const std::out_of_range& error) {
         return error.what();
     }
-    return "(nothing was raised)";
+    return nothingRaised;
 }
 
 }  // namespace NTest

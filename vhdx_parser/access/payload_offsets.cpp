@@ -2,6 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <limits>
 #include <span>
 #include <utility>
 #include <vector>
@@ -34,15 +35,19 @@ std::int64_t RealOffset(const CBlockWalk& walk, std::uint64_t position) {
     return static_cast<std::int64_t>(BytesFromMebibytes(block->offset) + position);
 }
 
-/// How many pieces to make room for: as many as the range asks for, but no more than the model has
-/// blocks, since the length of the range is only a claim.
-std::size_t ExpectedPieces(const CBlocks& blocks, std::uint64_t count,
+/// How many pieces to make room for: as many as the range asks for, but no more than its chunks
+/// have blocks, since the length of the range is only a claim.
+std::size_t ExpectedPieces(const CBlocks& blocks, std::uint64_t firstBlock, std::uint64_t count,
                            const CFileParameters& params) {
+    const std::uint64_t wanted = count / params.payloadblksz + 2;
+    const std::uint64_t firstChunk = firstBlock / blocks.ratio;
+    const std::uint64_t chunkCount =
+        std::min<std::uint64_t>(wanted / blocks.ratio + 2, blocks.chunks.size() - firstChunk);
     std::uint64_t blockCount = 0;
-    for (const CBlockChunk& chunk : blocks.chunks) {
-        blockCount += chunk.getCount();
+    for (std::uint64_t i = 0; i < chunkCount && blockCount < wanted; ++i) {
+        blockCount += blocks.chunks[static_cast<std::size_t>(firstChunk + i)].getCount();
     }
-    return static_cast<std::size_t>(std::min(count / params.payloadblksz + 2, blockCount));
+    return static_cast<std::size_t>(std::min(wanted, blockCount));
 }
 
 /// The pieces of whole blocks, each made as it is looked at, without a branch: the states of a real
@@ -81,6 +86,17 @@ private:
     std::uint64_t m_blockSize;
 };
 
+/// The piece at a place of the disk that starts a block, and those after it, are whole blocks, up
+/// to where the place starts again at 0, and but for the last piece: that may be shorter, and is
+/// not to be gone past.
+std::uint64_t WholePieces(std::uint64_t place, std::uint64_t remaining, std::uint32_t blockSize) {
+    if (place % blockSize != 0) {
+        return 0;
+    }
+    constexpr std::uint64_t lastPlace = std::numeric_limits<std::uint64_t>::max();
+    return std::min((remaining - 1) / blockSize, (lastPlace - place) / blockSize + 1);
+}
+
 /// Appends the next blocks of the chunk as whole pieces, at most `count` of them, and returns how
 /// many. Skips the lookup of each of them: every one is found exactly when its state has data. The
 /// lines of those without data are skipped as well, so with a writer it appends none.
@@ -113,12 +129,14 @@ std::vector<std::pair<std::int64_t, std::uint64_t>> RequestPayloadRealOffsets(
     const CBlocks& blocks, std::uint64_t offset, std::uint64_t count,
     const CFileParameters& params) {
     CBlockWalk walk(blocks, PayloadBlockIndex(offset, params), IndexMask);
-    std::uint64_t position = offset % params.payloadblksz;
+    const std::uint32_t blockSize = params.payloadblksz;
     std::uint64_t done = 0;
     CPieces pieces;
-    pieces.reserve(ExpectedPieces(blocks, count, params));
+    pieces.reserve(ExpectedPieces(blocks, walk.Index(), count, params));
     // Each turn takes a piece of at least one byte or the last one; a range past the chunks raises.
+    // The place on the disk is a sum of 64 bits that wraps, while the blocks go on one by one.
     while (true) {
+        const std::uint64_t position = (offset + done) % blockSize;
         const std::uint64_t length = PieceLength(position, count - done, params);
         pieces.emplace_back(RealOffset(walk, position), length);
         done += length;
@@ -126,12 +144,9 @@ std::vector<std::pair<std::int64_t, std::uint64_t>> RequestPayloadRealOffsets(
             return pieces;
         }
         walk.Next();
-        position = 0;
-        // All but the last piece, which may be shorter and must not be gone past.
-        const std::uint64_t wholeBlocks = (count - done - 1) / params.payloadblksz;
-        const std::uint64_t appended =
-            AppendWholeBlocks(pieces, walk, wholeBlocks, params.payloadblksz);
-        done += appended * params.payloadblksz;
+        const std::uint64_t appended = AppendWholeBlocks(
+            pieces, walk, WholePieces(offset + done, count - done, blockSize), blockSize);
+        done += appended * blockSize;
         walk.Skip(appended);
     }
 }

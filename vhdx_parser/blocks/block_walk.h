@@ -3,6 +3,7 @@
 
 /// Payload blocks one after the other, for ranges that go on from block to block.
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 
@@ -32,13 +33,15 @@ public:
     /// Raises when the model does not have the next block's chunk.
     void Next() { Skip(1); }
 
-    /// This block and those after it in the chunk, where each is found exactly when its state has
-    /// data; empty where that is not so.
+    /// This block and those after it in the chunk, up to where the index starts again at 0, where
+    /// each is found exactly when its state has data; empty where that is not so.
     std::span<const CPayloadBlock> RestOfChunk() const {
-        return CChunkBlocks::FoundByState(*m_chunk, m_position, m_blocks.ratio);
+        const std::uint64_t behind =
+            std::min(m_blocks.ratio - m_position - 1, m_indexMask - m_index);
+        return CChunkBlocks::FoundByState(*m_chunk, m_position, m_position + behind + 1);
     }
 
-    /// Goes on by `count` blocks, at most to the end of the chunk. Raises as `Next` does.
+    /// Goes on by `count` blocks, at most to the end of `RestOfChunk`. Raises as `Next` does.
     void Skip(std::uint64_t count) {
         m_index = (m_index + count) & m_indexMask;
         m_position += count;
