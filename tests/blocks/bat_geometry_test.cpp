@@ -103,13 +103,17 @@ TEST(TableSize, TracesTheLow32BitsOfAnEntryCountThatWraps) {
     EXPECT_EQ(trace.Lines(), CountLines(4096, 4294967295, 1048576, 1048576));
 }
 
-TEST(TableSize, RefusesABlockCountThatDoesNotFit32Bits) {
+// Deliberately: the table is that of the blocks that are left.
+TEST(TableSize, CutsTheNumberOfBlocksTo32Bits) {
     CTraceCapture trace;
-    EXPECT_EQ(TableSize(Geometry(512, MiB, 0x100000001 * MiB)), std::nullopt);
+    EXPECT_EQ(TableSize(Geometry(512, MiB, 0x100000001 * MiB)), 1u * 8);
     EXPECT_EQ(trace.Lines(), CountLines(4096, 1, 1, 1));
     trace.Clear();
-    EXPECT_EQ(TableSize(Geometry(512, MiB, 0x100000001 * MiB, true)), std::nullopt);
+    EXPECT_EQ(TableSize(Geometry(512, MiB, 0x100000001 * MiB, true)), 4097u * 8);
     EXPECT_EQ(trace.Lines(), CountLines(4096, 1, 1, 4097));
+    trace.Clear();
+    EXPECT_EQ(TableSize(Geometry(512, MiB, 0x100000000 * MiB)), 1048575u * 8);
+    EXPECT_EQ(trace.Lines(), CountLines(4096, 0, 0, 1048575));
 }
 
 // The number of blocks less one wraps, so the table of an empty disk claims a great many entries.
@@ -125,9 +129,9 @@ TEST(TableSize, IsEmptyForADifferencingDiskOfSize0) {
     EXPECT_EQ(trace.Lines(), CountLines(128, 0, 0, 0));
 }
 
-TEST(TableSize, RefusesParametersThatWereNeverRead) {
+TEST(TableSize, OfParametersThatWereNeverReadIsThatOfOneBlock) {
     CTraceCapture trace;
-    EXPECT_EQ(TableSize(CFileParameters()), std::nullopt);
+    EXPECT_EQ(TableSize(CFileParameters()), 1u * 8);
     EXPECT_EQ(trace.Lines(), CountLines(127, 1, 1, 1));
 }
 

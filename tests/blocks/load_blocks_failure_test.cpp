@@ -218,16 +218,9 @@ TEST(LoadBlocksFailure, ARatioThatTheTableDoesNotHoldCostsNoMemory) {
 }
 
 TEST(LoadBlocksFailure, TheTableDoesNotFit32Bits) {
-    ExpectRefused(
-        CImageBuilder().BlockSize(MiB).VirtualSize(0xFFFFFFFFFFFFFFFF).BatLength(0xFFFFFFFF),
-        LoadLines(4096, 0, 0, 1048575));
-    // 2^32 + 65536 blocks: 65536 of them in 32 bits, whose table the region would hold.
-    ExpectRefused(CImageBuilder()
-                      .Differencing()
-                      .BlockSize(65536)
-                      .VirtualSize(65536ull * 65536 * 65537)
-                      .BatLength(0xFFFFFFFF),
-                  LoadLines(65536, 65536, 1, 65537));
+    // 2^29 + 131071 entries: 1,048,568 bytes in 32 bits.
+    ExpectRefused(CImageBuilder().BlockSize(MiB).VirtualSize(536870912 * MiB).BatLength(0xFFFFFFFF),
+                  LoadLines(4096, 536870912, 131072, 537001983));
     // 2^29 + 135169 entries: 1,081,352 bytes in 32 bits.
     ExpectRefused(CImageBuilder()
                       .Differencing()

@@ -10,6 +10,7 @@
 namespace NVHDX {
 namespace {
 
+using NTest::CBytes;
 using NTest::CImageBuilder;
 using NTest::CNaiveBlock;
 using NTest::COpenedContainer;
@@ -315,6 +316,22 @@ TEST(LoadBlocks, LoadsADiskOf64TiB) {
     EXPECT_THAT(blocks.chunks, SizeIs(16384));
     EXPECT_EQ(params.lastPayloadBlockIndex, 2097151u);
     EXPECT_EQ(blocks.chunks[16383].GetPayloadBlock(127)->offset, 1000u);
+}
+
+// The number of blocks is kept in 32 bits, deliberately.
+TEST(LoadBlocks, ADiskOfMoreThan32BitsOfBlocksLoadsThoseThatAreLeft) {
+    CBytes size(8);
+    NTest::Put64(size, 0, (0x100000000 + 2) * GiB);
+    CLoaded loaded(
+        Disk(2).MetadataItem(NTest::NGuid::virtualDiskSize, size).PayloadBlock(1, 6, 90));
+    ASSERT_TRUE(loaded.success);
+    ASSERT_THAT(loaded.blocks.chunks, SizeIs(1));
+    EXPECT_EQ(loaded.blocks.chunks[0].getCount(), 2u);
+    EXPECT_EQ(loaded.params.virtdisksz, (0x100000000 + 2) * GiB);
+    EXPECT_EQ(loaded.params.lastPayloadBlockIndex, 1u);
+    EXPECT_EQ(loaded.lines, (LoadLines(4, 2, 1, 2) +
+                             CLines{PayloadBlocksLine(), PayloadBlockLine(0, 0, "NotPresent"),
+                                    PayloadBlockLine(1, 90, "FullyPresent")}));
 }
 
 TEST(LoadBlocks, WithoutAWriterTheResultIsTheSame) {

@@ -62,8 +62,9 @@ std::vector<CHostileDisk> HostileBlockTables() {
          "RealOffsets: invalid vector subscript\n"},
         {"VirtualSizeOf1", Disk().VirtualSize(1), ""},
         {"VirtualSizeOfAllOnes", Small(Disk().VirtualSize(0xFFFFFFFFFFFFFFFF)), NoTable},
-        // 2^32 + 1 blocks.
-        {"BlockCountWraps32Bits", Small(Disk().VirtualSize((4 * GiB + 1) * MiB)), NoTable},
+        // 2^32 + 1 blocks, of which 1 is left in 32 bits.
+        {"BlockCountWraps32Bits", Small(Disk().VirtualSize((4 * GiB + 1) * MiB)),
+         "End: invalid vector subscript\nRealOffsets: invalid vector subscript\n"},
         // 2^29 entries of 8 bytes.
         {"TableSizeWraps32Bits", Small(Disk().VirtualSize((512 * MiB) * MiB)), NoTable},
         {"TableLargerThanItsRegion", Disk().BatLength(127), NoTable},

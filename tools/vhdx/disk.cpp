@@ -1,6 +1,7 @@
 #include "tools/vhdx/disk.h"
 
 #include <cerrno>
+#include <limits>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -17,6 +18,15 @@ namespace NTool {
 namespace {
 
 constexpr const char* asItStandsHint = " (--no-replay shows the file as it stands)";
+
+/// The library keeps the number of blocks in 32 bits and loads what is left of a larger one, which
+/// says nothing about most of the disk.
+void CheckBlockCount(std::uint64_t blocks) {
+    if (blocks > std::numeric_limits<std::uint32_t>::max()) {
+        throw CFailure(
+            fmt::format("the disk has {} blocks, more than a table can tell of", blocks));
+    }
+}
 
 }  // namespace
 
@@ -63,8 +73,10 @@ CGeometry CDisk::Geometry() {
     const auto parameters = Item<NVHDX::NMetadata::CFileParameters>();
     const auto virtualSize = Item<NVHDX::NMetadata::CVirtualDiskSize>();
     const auto sectorSize = Item<NVHDX::NMetadata::CLogicalSectorSize>();
-    return {parameters.blockSize, sectorSize.sectorSize, virtualSize.size,
-            ChunkRatio(parameters, sectorSize), parameters.hasParent};
+    const std::uint64_t ratio = ChunkRatio(parameters, sectorSize);
+    CheckBlockCount(BlocksOf(virtualSize.size, parameters.blockSize));
+    return {parameters.blockSize, sectorSize.sectorSize, virtualSize.size, ratio,
+            parameters.hasParent};
 }
 
 CModel CDisk::LoadModel() {

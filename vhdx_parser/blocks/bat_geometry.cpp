@@ -15,7 +15,8 @@ constexpr std::uint64_t DivideRoundingUp(std::uint64_t dividend, std::uint64_t d
     return dividend / divisor + (dividend % divisor != 0 ? 1 : 0);
 }
 
-/// The counts as they are traced: 32-bit numbers.
+/// The counts as they are traced: 32-bit numbers. That of the blocks is cut to 32 bits before the
+/// others come from it, deliberately: a disk of 2^32 blocks or more has the table of what is left.
 struct CCounts {
     std::uint32_t dataBlocks;
     std::uint32_t sectorBitmapBlocks;
@@ -33,12 +34,6 @@ CCounts Count(const CFileParameters& params, std::uint32_t ratio) {
             ? (std::uint64_t{ratio} + 1) * sectorBitmapBlocks
             : std::uint64_t{static_cast<std::uint32_t>(dataBlocks - 1) / ratio} + dataBlocks;
     return {dataBlocks, sectorBitmapBlocks, entries};
-}
-
-bool FitsTable(const CCounts& counts, const CFileParameters& params) {
-    constexpr std::uint64_t largest = std::numeric_limits<std::uint32_t>::max();
-    return DivideRoundingUp(params.virtdisksz, params.payloadblksz) <= largest &&
-           counts.entries <= largest / BATEntrySize;
 }
 
 }  // namespace
@@ -67,7 +62,7 @@ std::optional<std::uint32_t> TableSize(const CFileParameters& params) {
           counts.sectorBitmapBlocks, "\"");
     Trace(NDebugTrace::levelInformation, "BAT. ", "Entries counts is \"",
           static_cast<std::uint32_t>(counts.entries), "\"");
-    if (!FitsTable(counts, params)) {
+    if (counts.entries > std::numeric_limits<std::uint32_t>::max() / BATEntrySize) {
         return std::nullopt;
     }
     return static_cast<std::uint32_t>(counts.entries * BATEntrySize);
