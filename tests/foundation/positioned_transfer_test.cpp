@@ -1,6 +1,7 @@
 #include "vhdx_parser/foundation/positioned_transfer.h"
 
 #include <limits>
+#include <stdexcept>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -424,6 +425,96 @@ TEST(MayHold, StreamThatDoesNotComeBackHoldsNothing) {
     stream.Buffer().FailSeek(2);
     EXPECT_FALSE(MayHold(stream, 0, 2 * MiB));
     EXPECT_TRUE(stream.fail());
+}
+
+/// Can seek to its end, but not say where it stands.
+class CLostBuffer final : public CTestStreamBuffer {
+public:
+    using CTestStreamBuffer::CTestStreamBuffer;
+
+protected:
+    pos_type seekoff(off_type offset, std::ios_base::seekdir direction,
+                     std::ios_base::openmode which) override {
+        return direction == std::ios_base::cur
+                   ? pos_type(off_type(-1))
+                   : CTestStreamBuffer::seekoff(offset, direction, which);
+    }
+};
+
+TEST(MayHold, StreamThatCannotTellItsPositionIsNotMovedForTheQuestion) {
+    CSparseImage image = Large();
+    CLostBuffer buffer(image);
+    std::basic_istream<unsigned char> stream(&buffer);
+    ASSERT_TRUE(SeekInput(stream, 7));
+    EXPECT_TRUE(MayHold(stream, 0, 100 * MiB));
+    EXPECT_FALSE(IsPastEnd(stream, 100 * MiB));
+    EXPECT_TRUE(stream.good());
+    EXPECT_EQ(buffer.Position(), 7u);
+    EXPECT_THAT(buffer.Seeks(), ElementsAre(7u));
+}
+
+/// Throws at the n-th question of its position or its end, or order to go somewhere.
+class CThrowingBuffer final : public CTestStreamBuffer {
+public:
+    CThrowingBuffer(CSparseImage& image, int throwingCall)
+        : CTestStreamBuffer(image), m_untilThrow(throwingCall) {}
+
+protected:
+    pos_type seekoff(off_type offset, std::ios_base::seekdir direction,
+                     std::ios_base::openmode which) override {
+        ThrowWhenDue();
+        return CTestStreamBuffer::seekoff(offset, direction, which);
+    }
+    pos_type seekpos(pos_type position, std::ios_base::openmode which) override {
+        ThrowWhenDue();
+        return CTestStreamBuffer::seekpos(position, which);
+    }
+
+private:
+    void ThrowWhenDue() {
+        if (--m_untilThrow == 0) {
+            throw std::runtime_error("the device is gone");
+        }
+    }
+
+    int m_untilThrow;
+};
+
+TEST(MayHold, BufferThatThrowsAtAQuestionMakesTheStreamBad) {
+    for (const int question : {1, 2, 3}) {
+        CSparseImage image = Large();
+        CThrowingBuffer buffer(image, question);
+        std::basic_istream<unsigned char> stream(&buffer);
+        EXPECT_FALSE(MayHold(stream, 0, 2 * MiB)) << question;
+        EXPECT_TRUE(stream.bad()) << question;
+    }
+}
+
+TEST(MayHold, ExceptionOfABufferGetsOutWhereTheHostAskedForIt) {
+    for (const int question : {1, 2, 3}) {
+        CSparseImage image = Large();
+        CThrowingBuffer buffer(image, question);
+        std::basic_istream<unsigned char> stream(&buffer);
+        stream.exceptions(std::ios_base::badbit);
+        EXPECT_THROW(static_cast<void>(MayHold(stream, 0, 2 * MiB)), std::runtime_error)
+            << question;
+        EXPECT_TRUE(stream.bad()) << question;
+    }
+}
+
+TEST(MayHold, ShortStreamThrowsOnlyWhereTheHostAskedForFailures) {
+    CInputStream stream(Large());
+    stream.exceptions(std::ios_base::failbit);
+    EXPECT_THROW(static_cast<void>(MayHold(stream, 2, 2 * MiB)), std::ios_base::failure);
+    EXPECT_FALSE(stream.bad());
+}
+
+TEST(IsPastEnd, BufferThatThrowsMakesTheStreamBad) {
+    CSparseImage image = Counting();
+    CThrowingBuffer buffer(image, 1);
+    std::basic_istream<unsigned char> stream(&buffer);
+    EXPECT_FALSE(IsPastEnd(stream, 1000));
+    EXPECT_TRUE(stream.bad());
 }
 
 TEST(MayHold, StreamWithoutABufferHoldsNothing) {

@@ -16,21 +16,6 @@ constexpr std::uint64_t LargestStreamSize =
 /// Portions up to this size cost too little memory to ask for the size of the stream first.
 constexpr std::uint64_t SmallPortion = 1048576;
 
-/// Points the stream buffer at the block of the transfer, so that it needs no buffer of its own.
-/// libstdc++ moves large portions directly anyway; its file buffer ignores the call on an open file
-/// and its string buffer would take the block for its content, so there the call is left out.
-void HandBlockToStreamBuffer(std::basic_ios<unsigned char>& stream, const void* block,
-                             std::uint64_t count) {
-#if defined(__GLIBCXX__)
-    (void)stream;
-    (void)block;
-    (void)count;
-#else
-    stream.rdbuf()->pubsetbuf(static_cast<unsigned char*>(const_cast<void*>(block)),
-                              static_cast<std::streamsize>(count));
-#endif
-}
-
 std::streampos PositionInStream(std::uint64_t position) {
     return std::streampos(static_cast<std::streamoff>(position));
 }
@@ -63,19 +48,48 @@ void CompareOutputPosition(std::basic_ostream<unsigned char>& stream, std::uint6
     }
 }
 
-/// The size in bytes of a stream that can tell it. A stream that does not come back to where it
-/// stood is marked as failed: nothing may be read from it elsewhere.
+/// Sets the bad bit without the exception that the host may have asked for with it.
+void MarkBad(std::basic_ios<unsigned char>& stream) {
+    try {
+        stream.setstate(std::ios_base::badbit);
+    } catch (const std::ios_base::failure&) {  // NOLINT(bugprone-empty-catch): the bit is set
+    }
+}
+
+/// The position that the stream's buffer answers, negative when it has none. A buffer that throws
+/// is treated as the standard's own reads do it: the stream turns bad, and the exception gets out
+/// only where the host asked for that.
+template <class TQuestion>
+std::streamoff Ask(std::basic_ios<unsigned char>& stream, TQuestion question) {
+    try {
+        return question(*stream.rdbuf());
+    } catch (...) {
+        MarkBad(stream);
+        if ((stream.exceptions() & std::ios_base::badbit) != 0) {
+            throw;
+        }
+        return -1;
+    }
+}
+
+/// The size in bytes of a stream that can tell it. One that cannot say where it stands is not moved
+/// for the question, because it could not be brought back. One that does not come back is marked as
+/// failed: nothing may be read from it elsewhere.
 std::optional<std::uint64_t> KnownSize(std::basic_ios<unsigned char>& stream) {
+    using CBuffer = std::basic_streambuf<unsigned char>;
+    constexpr auto in = std::ios_base::in;
     if (stream.rdbuf() == nullptr) {
         return std::nullopt;
     }
-    std::basic_streambuf<unsigned char>& buffer = *stream.rdbuf();
-    const std::streamoff here = buffer.pubseekoff(0, std::ios_base::cur, std::ios_base::in);
-    const std::streamoff end = buffer.pubseekoff(0, std::ios_base::end, std::ios_base::in);
-    if (here < 0 || end < 0) {
+    const auto seek = [](std::ios_base::seekdir from) {
+        return [from](CBuffer& buffer) { return buffer.pubseekoff(0, from, in); };
+    };
+    const std::streamoff here = Ask(stream, seek(std::ios_base::cur));
+    const std::streamoff end = here < 0 ? here : Ask(stream, seek(std::ios_base::end));
+    if (end < 0) {
         return std::nullopt;
     }
-    if (std::streamoff(buffer.pubseekpos(here, std::ios_base::in)) != here) {
+    if (Ask(stream, [here](CBuffer& buffer) { return buffer.pubseekpos(here, in); }) != here) {
         stream.setstate(std::ios_base::failbit);
     }
     return static_cast<std::uint64_t>(end);
@@ -104,7 +118,6 @@ bool ReadBlock(std::basic_istream<unsigned char>& stream, void* block, std::uint
     if (!FitsStream(stream, count)) {
         return false;
     }
-    HandBlockToStreamBuffer(stream, block, count);
     stream.read(static_cast<unsigned char*>(block), static_cast<std::streamsize>(count));
     return IsGood(stream);
 }
@@ -136,7 +149,6 @@ bool WriteData(std::basic_ostream<unsigned char>& stream, const void* block, std
         return false;
     }
     CompareOutputPosition(stream, position);
-    HandBlockToStreamBuffer(stream, block, count);
     stream.write(static_cast<const unsigned char*>(block), static_cast<std::streamsize>(count));
     return IsGood(stream);
 }
