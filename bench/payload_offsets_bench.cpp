@@ -35,10 +35,39 @@ void OffsetsBaseline(benchmark::State& state) {
     }
 }
 
+/// Chunks of 128 blocks.
+NVHDX::CBlocks ModelOf(std::size_t chunkCount) {
+    NVHDX::CBlocks blocks;
+    blocks.ratio = 128;
+    blocks.chunks.resize(chunkCount);
+    for (NVHDX::CBlockChunk& chunk : blocks.chunks) {
+        for (std::uint64_t i = 0; i < blocks.ratio; ++i) {
+            chunk.InitPayloadBlock(NVHDX::CPayloadBlock::FullyPresent, 1 + i);
+        }
+    }
+    return blocks;
+}
+
+/// A range of one sector in the middle of the disk.
+void SmallRange(benchmark::State& state, std::size_t chunkCount) {
+    const NVHDX::CBlocks blocks = ModelOf(chunkCount);
+    NVHDX::CFileParameters params;
+    params.payloadblksz = static_cast<std::uint32_t>(NTest::MiB);
+    const std::uint64_t offset = chunkCount * blocks.ratio / 2 * NTest::MiB;
+    for (auto _ : state) {
+        const auto pieces = NVHDX::RequestPayloadRealOffsets(blocks, offset, 512, params);
+        benchmark::DoNotOptimize(pieces.data());
+    }
+}
+
 const CRegistration registration([] {
     AddPair(
         "RequestPayloadRealOffsets", "one range over 1 Mi blocks", 2,
         [](benchmark::State& state) { OffsetsOurs(state, BlockCount); }, OffsetsBaseline);
+    AddPair(
+        "RequestPayloadRealOffsets", "512 bytes of 16,384 chunks, beside 1 chunk", 1.5,
+        [](benchmark::State& state) { SmallRange(state, 16384); },
+        [](benchmark::State& state) { SmallRange(state, 1); });
     AddGrowth("RequestPayloadRealOffsets (blocks)", 1 << 22, 1 << 25, [](std::uint64_t size) {
         return [size](benchmark::State& state) { OffsetsOurs(state, size); };
     });

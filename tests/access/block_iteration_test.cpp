@@ -359,6 +359,38 @@ TEST_P(IterateOverRandomRanges, GivesTheSameItemsWithoutAWriter) {
     }
 }
 
+struct CStop {};
+
+/// An exception of the callback is the only way to stop, and no item follows it.
+TEST_P(IterateOverRandomRanges, GivesNoItemBehindAnException) {
+    std::mt19937_64 random(GetParam());
+    for (int repetition = 0; repetition < 20; ++repetition) {
+        const CBlocks blocks = Differencing(random() % 4, 1 + random() % 3);
+        CRanges ranges;
+        for (std::uint64_t i = random() % 12; i > 0; --i) {
+            ranges[random() % (24 * MiB)] = random() % (12 * MiB);
+        }
+        const CFileParameters params = Parameters(random() % 20);
+        const std::vector<CItem> all = CNaive(blocks, ranges, params).items;
+        for (std::size_t last = 1; last <= all.size(); ++last) {
+            std::vector<CItem> items;
+            const auto stopAtTheLast = [&](EIterationBlockDataType type, std::uint64_t number,
+                                           std::pair<std::uint64_t, std::uint64_t> pair) {
+                items.emplace_back(type, number, pair.first, pair.second);
+                if (items.size() == last) {
+                    throw CStop();
+                }
+            };
+            NTest::WithoutAndWithAWriter([&] {
+                items.clear();
+                EXPECT_THROW(IterateOverBlocks(blocks, ranges, params, stopAtTheLast), CStop);
+                ASSERT_EQ(items, std::vector<CItem>(
+                                     all.begin(), all.begin() + static_cast<std::ptrdiff_t>(last)));
+            });
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Seeds, IterateOverRandomRanges, testing::Range(1U, 11U));
 
 }  // namespace

@@ -123,12 +123,16 @@ std::pair<std::uint64_t, std::uint64_t> AnyRange() {
 
 RC_GTEST_PROP(PayloadDataProperty, ReadsWhatThePlainModelHolds, ()) {
     CDisk disk(AnyPresentBlocks());
-    const auto [offset, count] = AnyRange();
-    CBuffer buffer = BufferOf(CBytes(*rc::gen::inRange<std::size_t>(0, 2 * blockSize), 0xEE));
-    RC_ASSERT(disk.Request(offset, count, buffer, true));
-    RC_ASSERT(First(buffer, count) == disk.Bytes(offset, count));
-    RC_ASSERT(disk.Stream().Reads() == disk.PresentPieces(offset, count));
-    RC_ASSERT(disk.Stream().Writes().empty());
+    const auto range = AnyRange();
+    const CBytes stale(*rc::gen::inRange<std::size_t>(0, 2 * blockSize), 0xEE);
+    WithoutAndWithAWriter([&] {
+        const auto [offset, count] = range;
+        CBuffer buffer = BufferOf(stale);
+        RC_ASSERT(disk.Request(offset, count, buffer, true));
+        RC_ASSERT(First(buffer, count) == disk.Bytes(offset, count));
+        RC_ASSERT(disk.Stream().Reads() == disk.PresentPieces(offset, count));
+        RC_ASSERT(disk.Stream().Writes().empty());
+    });
 }
 
 RC_GTEST_PROP(PayloadDataProperty, RealOffsetsAreWhereTheBytesLie, ()) {
@@ -160,21 +164,25 @@ RC_GTEST_PROP(PayloadDataProperty, RealOffsetsAreWhereTheBytesLie, ()) {
 RC_GTEST_PROP(PayloadDataProperty, WhatIsWrittenIsReadBackWhereTheDiskHasData, ()) {
     CDisk disk(AnyPresentBlocks());
     const CSparseImage before = disk.Image();
-    const auto [offset, count] = AnyRange();
-    const CBytes written = Pattern(1000, offset, count);
-    CBuffer source = BufferOf(written);
-    RC_ASSERT(disk.Request(offset, count, source, false));
-    RC_ASSERT(First(source, count) == written);
-    RC_ASSERT(disk.Stream().Writes() == disk.PresentPieces(offset, count));
-    RC_ASSERT(disk.Image().Size() == before.Size());
-    disk.Write(offset, written);
+    const auto range = AnyRange();
+    std::uint64_t seed = 1000;
+    WithoutAndWithAWriter([&] {
+        const auto [offset, count] = range;
+        const CBytes written = Pattern(seed++, offset, count);
+        CBuffer source = BufferOf(written);
+        RC_ASSERT(disk.Request(offset, count, source, false));
+        RC_ASSERT(First(source, count) == written);
+        RC_ASSERT(disk.Stream().Writes() == disk.PresentPieces(offset, count));
+        RC_ASSERT(disk.Image().Size() == before.Size());
+        disk.Write(offset, written);
 
-    // A range that reaches beyond both sides shows that nothing else was touched.
-    const std::uint64_t first = offset < 1000 ? 0 : offset - 1000;
-    const std::uint64_t length = std::min(offset + count + 1000, 140 * blockSize) - first;
-    CBuffer buffer;
-    RC_ASSERT(disk.Request(first, length, buffer, true));
-    RC_ASSERT(First(buffer, length) == disk.Bytes(first, length));
+        // A range that reaches beyond both sides shows that nothing else was touched.
+        const std::uint64_t first = offset < 1000 ? 0 : offset - 1000;
+        const std::uint64_t length = std::min(offset + count + 1000, 140 * blockSize) - first;
+        CBuffer buffer;
+        RC_ASSERT(disk.Request(first, length, buffer, true));
+        RC_ASSERT(First(buffer, length) == disk.Bytes(first, length));
+    });
 }
 
 }  // namespace

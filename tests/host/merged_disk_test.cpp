@@ -7,6 +7,7 @@
 #include "tests/host/chain_model.h"
 #include "tests/host/log_builder.h"
 #include "tests/host/random_chain.h"
+#include "tests/support/stop_at_every_call.h"
 #include "tests/support/temporary_folder.h"
 
 namespace NTest {
@@ -65,6 +66,10 @@ protected:
                         first.position + first.length == next.position);
             });
         EXPECT_EQ(joinable, extents.end());
+        CMergedReader reader(std::shared_ptr<const CMergedDisk>(std::shared_ptr<void>(), &disk));
+        ExpectStopAtEveryCall(extents, true, [&](const auto& report) {
+            return reader.Extents(0, disk.Size(), report);
+        });
     }
 
     static std::vector<CExtent> ExtentsOf(const CMergedDisk& disk, std::uint64_t offset,
