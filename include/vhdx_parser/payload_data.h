@@ -22,13 +22,14 @@ namespace NVHDX {
 /// `read` true: the first `count` bytes of `buffer` become the range's bytes, zeros where the file
 /// holds no data; the buffer grows to `count` when it is smaller. `read` false: the first `count`
 /// bytes of `buffer` are written to the range's places in the file; blocks without data are
-/// skipped. `stream` must be an input or output stream to match. False after a trace line at level
-/// 3 when the stream fails or a block has a state without data; pieces that were moved before stay
-/// moved.
+/// skipped. A buffer of fewer bytes than that is refused, with nothing written and without a line
+/// of level 3, unless the range touches no block with data: then no buffer is looked at. `stream`
+/// must be an input or output stream to match. False after a trace line at level 3 when the stream
+/// fails or a block has a state without data; pieces that were moved before stay moved.
 [[nodiscard]] VHDX_PARSER_API bool RequestPayloadData(
     std::basic_ios<unsigned char>& stream, const CBlocks& blocks, std::uint64_t offset,
     std::uint64_t count, const CFileParameters& params,
-    CDynamicAllocBuffer<unsigned char, unsigned __int64>& buffer, bool read);
+    CDynamicAllocBuffer<unsigned char, std::uint64_t>& buffer, bool read);
 
 /// The file position of the virtual disk's byte `offset`; `offset` itself when its block has no
 /// data in the file (deliberately: the result does not tell the two apart). `count` is not used.

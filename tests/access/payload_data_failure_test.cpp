@@ -183,6 +183,23 @@ TEST_F(PayloadDataFailure, WritingRefusesABufferSmallerThanTheRange) {
     EXPECT_EQ(buffer.size, 3000u);
 }
 
+// Nothing is written then, also where the first pieces would have fitted.
+TEST_F(PayloadDataFailure, WritingASmallerBufferIsRefusedAtTheFirstPresentBlock) {
+    EXPECT_FALSE(Request(1500, 3001, false));
+    EXPECT_THAT(trace.Lines(),
+                ElementsAre(GetLine(1500), NoBlockLine(1), PieceLine(500, 3001, 500), ZeroLine(1),
+                            PieceLine(2 * MiB, 2501, 1000), DetectedLine(2), StateLine(5)));
+    EXPECT_THAT(stream.Buffer().Seeks(), IsEmpty());
+}
+
+TEST_F(PayloadDataFailure, WritingWhereNoBlockIsPresentLooksAtNoBuffer) {
+    CBuffer none;
+    EXPECT_TRUE(RequestPayloadData(stream, blocks, 1000, 1000, params, none, false));
+    EXPECT_TRUE(RequestPayloadData(stream, blocks, 3000, 1, params, none, false));
+    EXPECT_THAT(stream.Buffer().Seeks(), IsEmpty());
+    EXPECT_EQ(none.size, 0u);
+}
+
 TEST_F(PayloadDataFailure, TheRangeStartsPastTheChunks) {
     for (const bool read : {true, false}) {
         trace.Clear();

@@ -17,6 +17,8 @@ using NDebugTrace::Trace;
 
 namespace {
 
+using CBuffer = CDynamicAllocBuffer<unsigned char, std::uint64_t>;
+
 /// The part of a request that lies in one payload block.
 struct CPiece {
     std::uint64_t index;         ///< disk-wide payload block index
@@ -47,8 +49,20 @@ bool TransferAndCheckStream(std::basic_ios<unsigned char>& stream, const CPiece&
     return isMoved;
 }
 
-bool MovePresentPiece(std::basic_ios<unsigned char>& stream, const CPiece& piece,
-                      unsigned char* bytes, bool read) {
+/// A request on its way: the bytes of the buffer from `done` on are those of the piece at hand.
+struct CRequest {
+    std::basic_ios<unsigned char>& stream;
+    CBuffer& buffer;
+    std::uint64_t count;
+    bool read;
+    std::uint64_t done = 0;
+
+    std::uint64_t Remaining() const { return count - done; }
+    /// Only where there are bytes to move.
+    unsigned char* Bytes() const { return buffer.data + done; }
+};
+
+bool MovePresentPiece(const CRequest& request, const CPiece& piece) {
     Trace(NDebugTrace::levelInformation, "Request payload. Block is detected. Index is \"",
           piece.index, "\"");
     if (!IsIndexed(piece.block->state)) {
@@ -57,7 +71,11 @@ bool MovePresentPiece(std::basic_ios<unsigned char>& stream, const CPiece& piece
     }
     Trace(NDebugTrace::levelInformation, "Request data. ", "Payload block stat is \"",
           static_cast<std::int32_t>(piece.block->state), "\"");
-    if (!TransferAndCheckStream(stream, piece, bytes, read)) {
+    // Only here, because writing where nothing is present needs no buffer at all.
+    if (request.buffer.size < request.count) {
+        return false;
+    }
+    if (!TransferAndCheckStream(request.stream, piece, request.Bytes(), request.read)) {
         Trace(NDebugTrace::levelFailure, "Requested data. ", "Failed to process with offset \"",
               piece.filePosition, "\"");
         return false;
@@ -66,22 +84,21 @@ bool MovePresentPiece(std::basic_ios<unsigned char>& stream, const CPiece& piece
 }
 
 /// Reading gives zeros; writing leaves them out.
-void MoveAbsentPiece(const CPiece& piece, unsigned char* bytes, bool read) {
+void MoveAbsentPiece(const CRequest& request, const CPiece& piece) {
     Trace(NDebugTrace::levelInformation, "Request Zero data. Block is NOT detected. Index is \"",
           piece.index, "\"");
-    if (read) {
-        std::memset(bytes, 0, static_cast<std::size_t>(piece.length));
+    if (request.read) {
+        std::memset(request.Bytes(), 0, static_cast<std::size_t>(piece.length));
     }
 }
 
-bool MovePiece(std::basic_ios<unsigned char>& stream, const CPiece& piece, unsigned char* bytes,
-               std::uint64_t remaining, bool read) {
+bool MovePiece(const CRequest& request, const CPiece& piece) {
     Trace(NDebugTrace::levelInformation, "Request data. ", "Offset \"", piece.filePosition,
-          "\". Area size \"", remaining, "\". Count \"", piece.length, "\"");
+          "\". Area size \"", request.Remaining(), "\". Count \"", piece.length, "\"");
     if (piece.block != nullptr) {
-        return MovePresentPiece(stream, piece, bytes, read);
+        return MovePresentPiece(request, piece);
     }
-    MoveAbsentPiece(piece, bytes, read);
+    MoveAbsentPiece(request, piece);
     return true;
 }
 
@@ -89,26 +106,23 @@ bool MovePiece(std::basic_ios<unsigned char>& stream, const CPiece& piece, unsig
 
 bool RequestPayloadData(std::basic_ios<unsigned char>& stream, const CBlocks& blocks,
                         std::uint64_t offset, std::uint64_t count, const CFileParameters& params,
-                        CDynamicAllocBuffer<unsigned char, unsigned __int64>& buffer, bool read) {
+                        CBuffer& buffer, bool read) {
     const std::uint64_t index = PayloadBlockIndex(offset, params);
     Trace(NDebugTrace::levelInformation, "Get payload data for disk offset \"", offset, "\"");
     if (read) {
         buffer.Reserve(count);
-    } else if (buffer.size < count) {
-        return false;
     }
+    CRequest request{stream, buffer, count, read};
     CBlockWalk walk(blocks, index);
     std::uint64_t position = offset % params.payloadblksz;
-    std::uint64_t done = 0;
     // Each turn moves a piece of at least one byte or the last one; a range past the chunks raises.
     while (true) {
-        const std::uint64_t remaining = count - done;
-        const CPiece piece = LocatePiece(walk, params, position, remaining);
-        if (!MovePiece(stream, piece, buffer.data + done, remaining, read)) {
+        const CPiece piece = LocatePiece(walk, params, position, request.Remaining());
+        if (!MovePiece(request, piece)) {
             return false;
         }
-        done += piece.length;
-        if (done >= count) {
+        request.done += piece.length;
+        if (request.done >= count) {
             return true;
         }
         walk.Next();
