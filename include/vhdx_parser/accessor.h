@@ -87,7 +87,8 @@ public:
                                                 std::basic_istream<unsigned char>& stream) const;
 
     /// Reads the optional parent locator. True with `parent` untouched when the disk has none.
-    /// Of two entries with one key the first is kept. After false `parent` may be partly filled.
+    /// Of two entries with one key the first is kept, also when `parent` held it before: pass a
+    /// fresh record for each disk. After false `parent` may be partly filled.
     [[nodiscard]] VHDX_PARSER_API bool Retrieve(NMetadata::CParent& parent,
                                                 std::basic_istream<unsigned char>& stream) const;
 
@@ -100,7 +101,8 @@ public:
     [[nodiscard]] VHDX_PARSER_API bool LoadBlocks(CBlocks& blocks, CFileParameters& params,
                                                   std::basic_istream<unsigned char>& stream) const;
 
-    /// The BAT's position in the file, in bytes.
+    /// The BAT's position in the file, in bytes. The accessor must have been opened by `Entry`; one
+    /// that was not answers 0, where no table can lie.
     [[nodiscard]] VHDX_PARSER_API std::int64_t RequestBATOffset() const;
 
     /// Moves the whole BAT, as it stands on disk, between the file and `buffer`.
@@ -111,7 +113,7 @@ public:
     /// the transfer fails; a write that fails may have written a part.
     [[nodiscard]] VHDX_PARSER_API bool RequestBATData(
         std::basic_ios<unsigned char>& stream,
-        CDynamicAllocBuffer<unsigned char, unsigned __int64>& buffer, const CFileParameters& params,
+        CDynamicAllocBuffer<unsigned char, std::uint64_t>& buffer, const CFileParameters& params,
         bool read) const;
 
 private:

@@ -32,20 +32,20 @@ struct CPayloadBlock {
         PartiallyPresent = 6
     };
 
-    std::uint64_t offset;  ///< position of the block's data in the file, in MiB
-    EState state;
+    std::uint64_t offset = 0;  ///< position of the block's data in the file, in MiB
+    EState state = NotPresent;
 };
 
 /// The sector bitmap entry of one chunk.
 struct CSectorBitmapBlock {
-    std::uint64_t offset;  ///< position of the 1 MiB sector bitmap in the file, in MiB
-    std::int32_t state;    ///< 2 when the bitmap is present in the file; requests act on 2 only
+    std::uint64_t offset = 0;  ///< position of the 1 MiB sector bitmap in the file, in MiB
+    std::int32_t state = 0;    ///< 2 when the bitmap is present in the file; requests act on 2 only
 };
 
 /// The bytes of one sector bitmap block: one bit for each logical sector of the chunk.
 using CSectorBitmapArea = std::array<unsigned char, 1048576>;
 
-/// A sector bitmap loaded into memory.
+/// A sector bitmap loaded into memory. Not initialised: 1 MiB that whoever makes one fills anyway.
 struct CSectorBitmap {
     CSectorBitmapArea bits;
 };

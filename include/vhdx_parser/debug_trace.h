@@ -34,6 +34,7 @@ extern VHDX_PARSER_API IWriter* g_pwriter;
 
 /// A text that every line begins with, followed by ": ", or null (as at the start) for none.
 /// Zero-terminated, owned by the host, which may replace it while no call into the library runs.
+/// Keep it in ASCII: wide lines widen it character by character, and others do not survive that.
 extern VHDX_PARSER_API const char* _pszDebugTraceContext;
 
 #endif

@@ -63,10 +63,10 @@ struct CGetDifferentialResult {
 /// base disk's file (not of the virtual disk). Appends nothing when `offset` lies in no fully
 /// present block of the base disk. The range is not clipped at the end of the block.
 VHDX_PARSER_API void GetDifferential(std::vector<CGetDifferentialResult<char>>& results,
-                                     const unsigned __int64& offset, unsigned __int64 length,
+                                     const std::uint64_t& offset, std::uint64_t length,
                                      const CFileDataCircuit<char>& circuit);
 VHDX_PARSER_API void GetDifferential(std::vector<CGetDifferentialResult<wchar_t>>& results,
-                                     const unsigned __int64& offset, unsigned __int64 length,
+                                     const std::uint64_t& offset, std::uint64_t length,
                                      const CFileDataCircuit<wchar_t>& circuit);
 
 /// Calls `callback` for each run of sectors that a differencing file holds, chunk by chunk, newest
@@ -76,13 +76,13 @@ VHDX_PARSER_API void GetDifferential(std::vector<CGetDifferentialResult<wchar_t>
 /// empty callback ends in `std::bad_function_call` at the first run.
 [[nodiscard]] VHDX_PARSER_API bool EnumerateDifferences(
     const CFileDataCircuit<char>& circuit,
-    std::function<bool(unsigned __int64 baseOffset, std::shared_ptr<std::string>& path,
-                       unsigned __int64 offset, unsigned __int64 length)>
+    std::function<bool(std::uint64_t baseOffset, std::shared_ptr<std::string>& path,
+                       std::uint64_t offset, std::uint64_t length)>
         callback);
 [[nodiscard]] VHDX_PARSER_API bool EnumerateDifferences(
     const CFileDataCircuit<wchar_t>& circuit,
-    std::function<bool(unsigned __int64 baseOffset, std::shared_ptr<std::wstring>& path,
-                       unsigned __int64 offset, unsigned __int64 length)>
+    std::function<bool(std::uint64_t baseOffset, std::shared_ptr<std::wstring>& path,
+                       std::uint64_t offset, std::uint64_t length)>
         callback);
 
 }  // namespace NDifferencingVirtualMerge

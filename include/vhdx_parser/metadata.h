@@ -54,7 +54,7 @@ struct CParent {
     };
 
     struct CEntry {
-        EFormat format;
+        EFormat format = formatParentLinkage;
         std::wstring
             value;  ///< one character for each UTF-16 code unit on disk, taken as it stands
     };

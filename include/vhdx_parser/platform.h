@@ -26,7 +26,10 @@
 #endif
 
 /// Hosts may write `unsigned __int64` or `std::uint64_t`: both name the same type, and so the same
-/// exported functions, with every compiler.
+/// exported functions, with every compiler. These headers write the latter alone. A host that has
+/// an
+/// `__int64` of its own defines `VHDX_PARSER_NO_INT64`, and this one is left out.
+#if !defined(VHDX_PARSER_NO_INT64)
 #if !defined(_MSC_VER) && !defined(__int64)
 #if defined(__LP64__) && !defined(__APPLE__)
 #define __int64 long
@@ -37,12 +40,14 @@
 
 static_assert(std::is_same<unsigned __int64, std::uint64_t>::value,
               "unsigned __int64 and std::uint64_t must be one type");
+#endif
 
 #if defined(_WIN32)
 #include <guiddef.h>
-#else
+#elif !defined(GUID_DEFINED)
 /// The platform's 16-byte identifier record: a 32-bit, two 16-bit and eight 8-bit fields, in the
-/// order in which a disk file stores them.
+/// order in which a disk file stores them. A host with headers that define it, and `GUID_DEFINED`
+/// with it, includes those first.
 struct _GUID {
     std::uint32_t Data1;
     std::uint16_t Data2;

@@ -6,9 +6,10 @@
 ///
 /// Failures are the exceptions of Boost.PropertyTree: `xml_parser_error` for a file that cannot be
 /// opened or parsed, `ptree_bad_path` for a missing required element, `ptree_bad_data` for a
-/// required value that does not convert. The name is narrowed with `wcstombs` under the current C
-/// locale: it is cut where the conversion needs more bytes than the name has characters, and ends
-/// early at a character that the locale cannot convert.
+/// required value that does not convert. Their common base there is `ptree_error`; a host without
+/// Boost catches them all as `std::runtime_error`. The name is narrowed with `wcstombs` under the
+/// current C locale: it is cut where the conversion needs more bytes than the name has characters,
+/// and ends early at a character that the locale cannot convert.
 
 #include <string>
 #include <utility>
@@ -20,7 +21,9 @@ namespace NVHDX {
 class VHDXMetadataSerializable {
 public:
     VHDXMetadataSerializable() = default;
-    explicit VHDXMetadataSerializable(std::wstring fileName) : m_fileName(std::move(fileName)) {}
+    /// From a file's name, also where one stands for the object.
+    VHDXMetadataSerializable(std::wstring fileName)  // NOLINT(google-explicit-constructor)
+        : m_fileName(std::move(fileName)) {}
 
     /// Writes the document, replacing the file.
     VHDX_PARSER_API void saveXml(const CBlocks& blocks, const CFileParameters& params);

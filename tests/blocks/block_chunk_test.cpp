@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <vhdx_parser/block_model.h>
+#include <vhdx_parser/metadata.h>
 
 namespace NVHDX {
 namespace {
@@ -292,6 +293,17 @@ TEST(BlockChunk, MoveAssignmentOfAnEmptyChunkEmptiesTheTarget) {
     target = std::move(source);
     ExpectLeftEmpty(target);
     EXPECT_NE(target.getSectorBitmap(), nullptr);
+}
+
+TEST(Records, HaveEveryFieldInitialised) {
+    const CPayloadBlock block;
+    EXPECT_EQ(block.offset, 0u);
+    EXPECT_EQ(block.state, CPayloadBlock::NotPresent);
+    const CSectorBitmapBlock sectorBitmap;
+    EXPECT_EQ(sectorBitmap.offset, 0u);
+    EXPECT_EQ(sectorBitmap.state, 0);
+    const NMetadata::CParent::CEntry entry;
+    EXPECT_EQ(entry.format, NMetadata::CParent::formatParentLinkage);
 }
 
 TEST(BlockChunk, SelfAssignmentKeepsAllButThePayloadBlocks) {

@@ -2,7 +2,9 @@
 #include <functional>
 #include <locale>
 #include <random>
+#include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include <gmock/gmock.h>
@@ -225,6 +227,25 @@ private:
 TEST(NarrowFileName, KeepsPlainNames) {
     EXPECT_EQ(NarrowFileName(L"a folder/model.xml"), "a folder/model.xml");
     EXPECT_EQ(NarrowFileName(L""), "");
+}
+
+TEST_F(XmlPersistence, ANameStandsForTheObject) {
+    static_assert(std::is_convertible_v<std::wstring, VHDXMetadataSerializable>);
+    const auto save = [](VHDXMetadataSerializable file) { file.saveXml(Model(), Parameters()); };
+    save(Name());
+    CBlocks blocks;
+    CFileParameters params;
+    VHDXMetadataDeserialize(Name(), blocks, params);
+    EXPECT_EQ(blocks.chunks.size(), 3U);
+}
+
+// What a host without Boost catches.
+TEST_F(XmlPersistence, EveryFailureIsARuntimeError) {
+    static_assert(std::is_base_of_v<boost::property_tree::ptree_error, xml_parser_error>);
+    static_assert(std::is_base_of_v<std::runtime_error, boost::property_tree::ptree_error>);
+    CBlocks blocks;
+    CFileParameters params;
+    EXPECT_THROW(VHDXMetadataDeserialize(L"", blocks, params), std::runtime_error);
 }
 
 TEST(NarrowFileName, EndsAtACharacterThatTheLocaleCannotConvert) {
