@@ -2,6 +2,7 @@
 
 #include "host/container_entry.h"
 #include "tests/support/image_builder.h"
+#include "tests/support/temporary_folder.h"
 #include "tests/support/test_stream.h"
 
 namespace NTest {
@@ -63,6 +64,71 @@ TEST(ContainerEntry, LeavesAFileThatEndsBeforeToTheLibrary) {
                                             })
                            .Build());
     EXPECT_FALSE(NVHDXHost::ClaimsTooManyRegions(other));
+}
+
+class ContainerOpening : public testing::Test {
+protected:
+    std::string Error(const CImageBuilder& disk,
+                      NVHDXHost::CReplayStream::EMode mode = NVHDXHost::CReplayStream::replayLog) {
+        disk.Build().WriteTo(m_folder / "disk.vhdx");
+        NVHDXHost::CReplayStream stream(m_folder / "disk.vhdx", mode);
+        return ErrorOf(stream);
+    }
+
+    static std::string ErrorOf(NVHDXHost::CReplayStream& stream) {
+        NVHDX::CAccessor accessor;
+        std::string error = "of an earlier file";
+        const bool isOpen = NVHDXHost::OpenContainer(accessor, stream, error);
+        EXPECT_EQ(isOpen, error.empty());
+        return error;
+    }
+
+    CTemporaryFolder m_folder;
+};
+
+constexpr auto asItStands = NVHDXHost::CReplayStream::asItStands;
+
+TEST_F(ContainerOpening, OfAUsualDiskSucceeds) {
+    EXPECT_EQ(Error(CImageBuilder()), "");
+    EXPECT_EQ(Error(CImageBuilder(), asItStands), "");
+}
+
+TEST_F(ContainerOpening, WithoutAValidHeaderIsForThoseWhoWantNoReplay) {
+    const auto disk = CImageBuilder().EditHeaders([](CHeader& header) { header.checksum = 1; });
+    EXPECT_EQ(Error(disk),
+              "neither header of the file is valid (--no-replay shows the file as it stands)");
+    EXPECT_EQ(Error(disk, asItStands), "");
+}
+
+TEST_F(ContainerOpening, WithALogThatCannotBeReplayedIsForThoseWhoWantNoReplay) {
+    const auto disk = CImageBuilder().LogAt(NGuid::unknown, 1 * MiB, 1048576);
+    EXPECT_EQ(Error(disk),
+              "the log cannot be replayed: it holds no valid sequence of entries (--no-replay "
+              "shows the file as it stands)");
+    EXPECT_EQ(Error(disk, asItStands), "");
+}
+
+TEST_F(ContainerOpening, CallsDamagedWhatBeginsAsADisk) {
+    const std::string damaged =
+        "the disk is damaged: its headers, the place of its log, its region table or its metadata "
+        "table cannot be read";
+    EXPECT_EQ(Error(CImageBuilder().FileSize(100000)), damaged);
+    EXPECT_EQ(Error(CImageBuilder().FileSize(300)), damaged);
+    EXPECT_EQ(Error(CImageBuilder().FileSize(7)),
+              "this is no VHDX disk: the file does not begin with \"vhdxfile\"");
+}
+
+TEST_F(ContainerOpening, RefusesTooManyRegionsInItsOwnWords) {
+    EXPECT_EQ(Error(CImageBuilder().EditRegionTables(
+                  [](CRegionTable& table) { table.entryCount = 2048; })),
+              NVHDXHost::TooManyRegions);
+}
+
+TEST_F(ContainerOpening, TellsWhatIsNoFile) {
+    NVHDXHost::CReplayStream absent(m_folder / "absent.vhdx");
+    EXPECT_EQ(ErrorOf(absent), "there is no such file");
+    NVHDXHost::CReplayStream folder(m_folder.Path());
+    EXPECT_EQ(ErrorOf(folder), "this is a folder, not a disk file");
 }
 
 }  // namespace

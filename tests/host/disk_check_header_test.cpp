@@ -31,7 +31,7 @@ TEST(DiskCheckHeader, CannotCheckWhatIsNoContainer) {
 
     const CCheckResult missing = CheckFileAt(folder / "missing.vhdx");
     EXPECT_FALSE(missing.checked);
-    EXPECT_EQ(missing.error, "the file cannot be opened");
+    EXPECT_EQ(missing.error, "there is no such file");
 }
 
 TEST(DiskCheckHeader, FindsAWrongIdentifier) {

@@ -250,8 +250,20 @@ TEST_F(FolderTree, OneBadFileStopsTheLibraryForTheWholeFolder) {
     const CLinking linking = Linking();
     EXPECT_EQ(linking.outcome, CLinking::refuses);
     EXPECT_THAT(linking.reasons,
-                ElementsAre("\"bad.vhdx\": it cannot be opened as a VHDX container"));
+                ElementsAre("\"bad.vhdx\": this is no VHDX disk: the file does not begin with "
+                            "\"vhdxfile\""));
     EXPECT_TRUE(linking.chains.at(0).linkable);
+}
+
+TEST_F(FolderTree, ADiskOfWhichNobodyKnowsWhetherItHasALogIsUnreadable) {
+    CImageBuilder()
+        .EditHeaders([](CHeader& header) { header.checksum = 1; })
+        .Build()
+        .WriteTo(m_folder / "base.vhdx");
+    EXPECT_EQ(Scan().Files()[0].problem,
+              "neither header of the file is valid (--no-replay shows the file as it stands)");
+    const auto standing = CFolderTree::Scan(m_folder.Path(), NVHDXHost::CReplayStream::asItStands);
+    EXPECT_EQ(standing.value().Files()[0].problem, "");
 }
 
 TEST_F(FolderTree, AParentThatChangedIsReportedAndStillTheParent) {

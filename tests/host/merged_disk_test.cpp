@@ -444,10 +444,10 @@ const CRefusal refusals[] = {
      [](CImageBuilder& disk) {
          disk.EditFileTypeIdentifier([](CFileTypeIdentifier& id) { id.signature = 1; });
      },
-     "the file is not a valid VHDX container"},
+     "this is no VHDX disk: the file does not begin with \"vhdxfile\""},
     {"NoHeader",
      [](CImageBuilder& disk) { disk.EditHeaders([](CHeader& header) { header.checksum = 1; }); },
-     "neither header of the file is valid"},
+     "neither header of the file is valid (--no-replay shows the file as it stands)"},
     {"Log", [](CImageBuilder& disk) { disk.LogAt(logGuid, MiB, 1048576); },
      "the log cannot be replayed: it holds no valid sequence of entries"},
     {"BlockSize", [](CImageBuilder& disk) { disk.BlockSize(3 * MiB); },
@@ -460,7 +460,7 @@ const CRefusal refusals[] = {
      [](CImageBuilder& disk) {
          disk.EditMetadata([](CMetadataTable& table) { table.Remove(NGuid::fileParameters); });
      },
-     "the disk's parameters cannot be read"},
+     "the metadata have no file parameters that can be read"},
     {"TooLarge",
      [](CImageBuilder& disk) {
          disk.EditMetadata([](CMetadataTable& table) {
@@ -476,7 +476,7 @@ const CRefusal refusals[] = {
      },
      "no disk can have 0 bytes"},
     {"Table", [](CImageBuilder& disk) { disk.PayloadBlock(1, 7, 4); },
-     "the block allocation table cannot be loaded"},
+     "the block allocation table is too short, cannot be read or has an impossible entry"},
     {"NoLocator", [](CImageBuilder& disk) { disk.Differencing().NoParentLocator(); },
      "the disk has a parent, and its parent locator cannot be read"},
 };
@@ -486,7 +486,7 @@ INSTANTIATE_TEST_SUITE_P(Reasons, MergedDiskRefusal, testing::ValuesIn(refusals)
 
 TEST_F(MergedDisk, AFileThatIsNotThereIsNamed) {
     EXPECT_EQ(Open("absent.vhdx"), nullptr);
-    EXPECT_NE(m_error.find("absent.vhdx\": the file cannot be opened"), std::string::npos);
+    EXPECT_NE(m_error.find("absent.vhdx\": there is no such file"), std::string::npos);
 }
 
 TEST_F(MergedDisk, PendingLogEntriesAreReplayed) {

@@ -4,11 +4,12 @@
 #include <string>
 #include <vector>
 
+#include "host/container_entry.h"
 #include "tests/hostile/hostile_disk.h"
 #include "tests/tool/vhdx_command.h"
 
 // Every command on every hostile disk: it ends, with one of its statuses, and says in one line why
-// it did not do what was asked.
+// it did not do what was asked. A disk that cannot be opened is refused by all of them alike.
 
 namespace NTest {
 namespace {
@@ -19,13 +20,16 @@ using CArguments = std::vector<std::string>;
 constexpr std::array<const char*, 4> outputs = {"picture.svg", "bitmap.bin", "model.xml",
                                                 "disk.raw"};
 
+/// Who takes one of these needs no blocks of the disk, or has more to say than that of one disk.
+constexpr std::array<const char*, 4> needsNoBlocks = {"info", "chain", "diff", "check"};
+
 /// Each command once; ranges and output files are small, whatever size the disk claims.
 std::vector<CArguments> Commands() {
     return {
+        {"map", "hostile.vhdx"},
         {"info", "hostile.vhdx"},
         {"info", "hostile.vhdx", "--json"},
         {"info", "hostile.vhdx", "--no-blocks"},
-        {"map", "hostile.vhdx"},
         {"map", "hostile.vhdx", "--json"},
         {"map", "hostile.vhdx", "--merged"},
         {"map", "hostile.vhdx", "--sectors"},
@@ -52,10 +56,10 @@ std::vector<CArguments> Commands() {
 }
 
 bool TakesNoReplay(const CArguments& arguments) {
-    static const CArguments commands = {"info",    "map",    "read", "locate",
-                                        "changes", "bitmap", "save"};
+    static const CArguments commands = {"info",   "map",  "read",   "locate", "changes",
+                                        "bitmap", "save", "export", "check"};
     return std::find(commands.begin(), commands.end(), arguments[0]) != commands.end() &&
-           std::find(arguments.begin(), arguments.end(), "--merged") == arguments.end();
+           arguments[1] != ".";
 }
 
 /// An instrumented command takes many times as long to start. What reads the file as it stands is
@@ -115,22 +119,98 @@ void ExpectContract(const CArguments& arguments, const CChildResult& result,
     }
 }
 
+bool IsWithoutReplay(const CArguments& arguments) {
+    return arguments.back() == "--no-replay";
+}
+
+/// Why nobody can open the disk; empty when it can be opened.
+std::string OpeningRefusal(const std::filesystem::path& path, bool withoutReplay) {
+    using NVHDXHost::CReplayStream;
+    CReplayStream stream(path,
+                         withoutReplay ? CReplayStream::asItStands : CReplayStream::replayLog);
+    NVHDX::CAccessor accessor;
+    std::string error;
+    (void)NVHDXHost::OpenContainer(accessor, stream, error);
+    return error;
+}
+
+/// A disk that was refused at its opening: everybody says so in the same words. `check` reads on as
+/// far as it can, and has a finding; `chain` shows it among the disks of the folder.
+void ExpectRefused(const CArguments& arguments, const CChildResult& result,
+                   const std::string& reason) {
+    if (arguments[0] == "check") {
+        EXPECT_NE(result.status, 0);
+    } else if (arguments[0] == "chain" && arguments.back() != "--json") {
+        EXPECT_NE(result.output.find("\"hostile.vhdx\": " + reason), std::string::npos)
+            << result.output;
+    } else if (arguments[0] != "chain") {
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.errors.find("hostile.vhdx: " + reason), std::string::npos)
+            << result.errors;
+    }
+}
+
+/// The commands that cannot do what they are asked when the blocks of the disk cannot be loaded.
+bool NeedsBlocks(const CArguments& arguments) {
+    return std::find_if(std::begin(needsNoBlocks), std::end(needsNoBlocks), [&](const char* word) {
+               return std::find(arguments.begin(), arguments.end(), word) != arguments.end();
+           }) == std::end(needsNoBlocks);
+}
+
+/// The one that needs the blocks and nothing else.
+bool IsPlainMap(const CArguments& arguments) {
+    return arguments[0] == "map" && (arguments.size() == 2 || arguments[2] == "--no-replay");
+}
+
+/// What the commands said of one disk, read one way. `map` comes first.
+class CVerdicts {
+public:
+    CVerdicts(const std::filesystem::path& path, bool withoutReplay)
+        : m_opening(OpeningRefusal(path, withoutReplay)) {}
+
+    void Expect(const CArguments& arguments, const CChildResult& result) {
+        if (!m_opening.empty()) {
+            ExpectRefused(arguments, result, m_opening);
+        } else if (IsPlainMap(arguments)) {
+            m_blocks = result.errors;
+        } else if (NeedsBlocks(arguments) && !m_blocks.empty()) {
+            EXPECT_EQ(result.errors, m_blocks);
+        }
+    }
+
+private:
+    std::string m_opening;
+    std::string m_blocks;
+};
+
 class HostileCommand : public testing::TestWithParam<CHostileDisk> {};
 
-TEST_P(HostileCommand, EndsWithAStatusAndOneLine) {
+TEST_P(HostileCommand, EndsWithAStatusAndOneLineThatIsTheSameForAll) {
     const CTemporaryFolder folder;
-    GetParam().builder.Build().WriteTo(folder / "hostile.vhdx");
+    const std::filesystem::path disk = folder / "hostile.vhdx";
+    GetParam().builder.Build().WriteTo(disk);
     std::ofstream(folder / "ranges.txt") << "0,4096\n";
     CChildOptions options;
     options.folder = folder.Path();
     options.timeout = std::chrono::seconds(60);
     options.largestFile = 64 * MiB;
+    CVerdicts replayed(disk, false);
+    CVerdicts standing(disk, true);
     for (const CArguments& arguments : AllCommands()) {
         SCOPED_TRACE(Text(arguments));
-        ExpectContract(arguments, RunVhdx(arguments, options), folder);
+        const CChildResult result = RunVhdx(arguments, options);
+        ExpectContract(arguments, result, folder);
+        (IsWithoutReplay(arguments) ? standing : replayed).Expect(arguments, result);
     }
 }
 
+/// Neither header has a right checksum, so that nobody knows whether there is a log to replay.
+std::vector<CHostileDisk> HostileHeaders() {
+    return {{"NoHeaderHasARightChecksum",
+             CImageBuilder().EditHeaders([](CHeader& header) { header.checksum = 1; }), ""}};
+}
+
+INSTANTIATE_TEST_SUITE_P(Headers, HostileCommand, testing::ValuesIn(HostileHeaders()), NameOfDisk);
 INSTANTIATE_TEST_SUITE_P(Container, HostileCommand, testing::ValuesIn(HostileContainers()),
                          NameOfDisk);
 INSTANTIATE_TEST_SUITE_P(Opening, HostileCommand, testing::ValuesIn(HostileOpenings()), NameOfDisk);

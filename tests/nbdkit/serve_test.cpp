@@ -220,6 +220,19 @@ TEST_F(Serve, RefusesWhatItCannotServe) {
     EXPECT_EQ(broken.status, 1);
     EXPECT_NE(broken.errors.find("0.vhdx"), std::string::npos) << broken.errors;
 
+    PlainDisk()
+        .Builder()
+        .EditHeaders([](CHeader& header) { header.checksum = 1; })
+        .Build()
+        .WriteTo(m_folder / "headers.vhdx");
+    const CChildResult headers =
+        RunChild(ServeCommand({Path("headers.vhdx"), "--socket", Path("socket")}));
+    EXPECT_EQ(headers.status, 1);
+    EXPECT_NE(headers.errors.find("headers.vhdx\": neither header of the file is valid "
+                                  "(replay=false shows the file as it stands)"),
+              std::string::npos)
+        << headers.errors;
+
     const CChildResult folder = RunVhdxIn(m_folder.Path(), {"serve", "."});
     EXPECT_EQ(folder.status, 1);
     EXPECT_EQ(folder.errors,

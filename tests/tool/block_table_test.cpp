@@ -79,7 +79,7 @@ std::optional<CAnswers> AnswersOfTable(const std::filesystem::path& path) {
         });
         return answers;
     } catch (const NTool::CFailure& failure) {
-        EXPECT_STREQ(failure.what(), NTool::CDisk::tableFailure);
+        EXPECT_STREQ(failure.what(), NVHDXHost::NoBlockTable);
         return std::nullopt;
     }
 }

@@ -44,7 +44,7 @@ protected:
 };
 
 TEST_F(Permissions, KeepFromReadingAFile) {
-    const std::string line = "secret: Permission denied";
+    const std::string line = "secret: the file cannot be opened: Permission denied";
     Expect({"info", "secret"}, line);
     Expect({"map", "secret"}, line);
     Expect({"read", "secret", "--offset", "0", "--length", "1"}, line);
@@ -54,14 +54,15 @@ TEST_F(Permissions, KeepFromReadingAFile) {
 }
 
 TEST_F(Permissions, KeepFromReadingAFileAndItsParents) {
-    const std::string line = "secret: the file cannot be opened";
+    const std::string line = "secret: the file cannot be opened: Permission denied";
     Expect({"map", "--merged", "secret"}, line);
     Expect({"export", "secret", "-o", "disk.raw"}, line);
     Expect({"check", "secret"}, line, 2);
 }
 
 TEST_F(Permissions, KeepFromLookingIntoAFolder) {
-    Expect({"info", "closed/disk.vhdx"}, "closed/disk.vhdx: Permission denied");
+    Expect({"info", "closed/disk.vhdx"},
+           "closed/disk.vhdx: the file cannot be opened: Permission denied");
     Expect({"chain", "closed"}, "closed: the folder cannot be read");
     Expect({"diff", "closed"}, "closed: the folder cannot be read");
     Expect({"check", "closed"}, "closed: the folder cannot be read", 2);

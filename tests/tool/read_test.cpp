@@ -72,16 +72,6 @@ TEST(Read, GivesWhatACheckpointItselfHolds) {
     EXPECT_TRUE(content.substr(2 * MiB, MiB) == std::string(partial.begin(), partial.end()));
 }
 
-TEST(Read, GivesBlocksSmallerThanAPiece) {
-    const CImageBuilder disk =
-        CImageBuilder().BlockSize(65536).VirtualSize(2 * MiB).PayloadBlock(3, 6, 8).Bytes(
-            8 * MiB, Pattern(5, 3 * 65536, 65536));
-    const CBytes data = Pattern(5, 3 * 65536, 65536);
-    std::string expected(2 * MiB, '\0');
-    expected.replace(3 * 65536, 65536, std::string(data.begin(), data.end()));
-    EXPECT_TRUE(Read(disk, "0", "2M") == expected);
-}
-
 TEST(Read, ShowsHowFarItIsWhenAskedTo) {
     const CTemporaryFolder folder;
     DynamicDisk().Build().WriteTo(folder / "disk.vhdx");

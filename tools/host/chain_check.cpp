@@ -37,9 +37,9 @@ std::optional<CParent> ReadParent(const fs::path& path, CReplayStream::EMode mod
                                   const CFindingCallback& report) {
     CReplayStream stream(path, mode);
     NVHDX::CAccessor accessor;
-    if (stream.Result().status == CReplayResult::unreadable || !EnterContainer(accessor, stream)) {
+    if (std::string error; !OpenContainer(accessor, stream, error)) {
         childFindings.Add("parent-unreadable", Where,
-                          "the parent " + Quoted(path) + " cannot be read as a disk");
+                          "the parent " + Quoted(path) + " cannot be read: " + error);
         return std::nullopt;
     }
     return CheckLocator(stream, CFindingSink(path, report));

@@ -47,7 +47,7 @@ bool CheckFile(const std::filesystem::path& path, CReplayStream::EMode mode,
     CReplayResult replay;
     const auto stream = OpenDisk(path, mode, replay);
     if (!stream->IsOpen()) {
-        error = "the file cannot be opened";
+        error = stream->OpenError();
         return false;
     }
     if (!LooksLikeContainer(*stream)) {

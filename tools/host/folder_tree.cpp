@@ -29,17 +29,8 @@ bool IsDiskName(const std::string& name) {
 std::string ReadMetadata(CReplayStream& stream, CFolderFile& file) {
     NVHDX::CAccessor accessor;
     NVHDX::NMetadata::CVirtualDiskSize size;
-    if (!stream.IsOpen()) {
-        return "the file cannot be opened";
-    }
-    if (stream.Result().status == CReplayResult::unreadable) {
-        return stream.Result().error;
-    }
-    if (ClaimsTooManyRegions(stream)) {
-        return TooManyRegions;
-    }
-    if (!accessor.Entry(stream)) {
-        return "the file is not a valid VHDX container";
+    if (std::string error; !OpenContainer(accessor, stream, error)) {
+        return error;
     }
     if (!accessor.Retrieve(file.locator, stream)) {
         file.locator = {};

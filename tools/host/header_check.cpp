@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "host/checksum.h"
+#include "host/container_entry.h"
 #include "host/current_header.h"
 #include "host/little_endian.h"
 
@@ -12,16 +13,10 @@ namespace NVHDXHost {
 namespace {
 
 constexpr std::uint64_t HeaderPositions[] = {65536, 131072};
-constexpr std::uint64_t IdentifierSignature = 0x656C696678646876;  // "vhdxfile"
-constexpr std::uint32_t HeaderSignature = 0x64616568;              // "head"
+constexpr std::uint32_t HeaderSignature = 0x64616568;  // "head"
 constexpr std::uint16_t KnownVersion = 1;
 
 using CHeaderBytes = std::array<unsigned char, 4096>;
-
-bool HasIdentifier(CByteStream& stream) {
-    std::array<unsigned char, 8> bytes;
-    return ReadAt(stream, 0, bytes) && Load64(bytes.data()) == IdentifierSignature;
-}
 
 std::optional<CHeaderBytes> ReadSignedHeader(CByteStream& stream, std::uint64_t position) {
     CHeaderBytes bytes;

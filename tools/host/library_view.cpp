@@ -43,15 +43,11 @@ std::string Read(const std::filesystem::path& path, CLibraryView& view) {
     CReplayStream stream(path, CReplayStream::asItStands);
     NVHDX::CAccessor accessor;
     CParent locator;
-    // The library divides a path at every '\', also where a name may hold one.
-    if (view.name.find('\\') != std::string::npos || !stream.IsOpen()) {
-        return "it cannot be opened as a VHDX container";
+    if (view.name.find('\\') != std::string::npos) {
+        return "the library divides its name at the '\\'";
     }
-    if (ClaimsTooManyRegions(stream)) {
-        return TooManyRegions;  // the library would go through the whole file for it
-    }
-    if (!accessor.Entry(stream)) {
-        return "it cannot be opened as a VHDX container";
+    if (std::string error; !OpenContainer(accessor, stream, error)) {
+        return error;
     }
     if (!accessor.Retrieve(locator, stream)) {
         return "its parent locator cannot be read";

@@ -1,12 +1,40 @@
 #include "host/replay_stream.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <system_error>
 #include <utility>
 
 #include <vhdx_parser/byte_stream.h>
 
 namespace NVHDXHost {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string NotOpened(const std::error_code& error) {
+    return "the file cannot be opened" + (error ? ": " + error.message() : "");
+}
+
+}  // namespace
+
+std::string WhyNoFile(const fs::path& path) {
+    std::error_code error;
+    switch (fs::status(path, error).type()) {
+        case fs::file_type::regular:
+        case fs::file_type::block:
+            return {};
+        case fs::file_type::not_found:
+            return "there is no such file";
+        case fs::file_type::directory:
+            return "this is a folder, not a disk file";
+        case fs::file_type::none:
+            return NotOpened(error);
+        default:
+            return "this is not a file with a size, but a pipe, socket or device";
+    }
+}
 
 CReplayStreamBuffer::CReplayStreamBuffer(std::basic_streambuf<unsigned char>& file,
                                          std::uint64_t fileSize,
@@ -135,13 +163,15 @@ std::uint64_t CReplayStream::Size() const {
     return m_buffer ? m_buffer->Size() : m_fileSize;
 }
 
-/// What has no size, a pipe for instance, could block the caller, and is not opened.
 bool CReplayStream::OpenFile(const std::filesystem::path& path) {
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(path, error);
-    if (std::filesystem::is_regular_file(status) || std::filesystem::is_block_file(status)) {
+    m_openError = WhyNoFile(path);
+    if (m_openError.empty()) {
         NByteStream::Imbue(m_file);
+        errno = 0;
         m_file.open(path, std::ios_base::in | std::ios_base::binary);
+        if (!m_file.is_open()) {
+            m_openError = NotOpened(std::error_code(errno, std::generic_category()));
+        }
     }
     if (!m_file.is_open()) {
         setstate(std::ios_base::failbit);

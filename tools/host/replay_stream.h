@@ -9,10 +9,15 @@
 #include <memory>
 #include <optional>
 #include <streambuf>
+#include <string>
 
 #include "host/log_replay.h"
 
 namespace NVHDXHost {
+
+/// Why this is no file with a size, which a disk file is; empty when it is one. What is none, a
+/// pipe for instance, could block who opens it.
+[[nodiscard]] std::string WhyNoFile(const std::filesystem::path& path);
 
 /// Shows the bytes of a file with an overlay on top. Reads where nothing is overlaid go straight
 /// from the file's buffer to the destination. Read-only; one thread at a time.
@@ -63,6 +68,8 @@ public:
 
     /// Whether the file itself could be opened.
     [[nodiscard]] bool IsOpen() const { return m_file.is_open(); }
+    /// Why it could not; empty when it could.
+    [[nodiscard]] const std::string& OpenError() const { return m_openError; }
     [[nodiscard]] const CReplayResult& Result() const { return m_result; }
     /// What was replayed; null when nothing was.
     [[nodiscard]] const std::shared_ptr<const CLogOverlay>& Overlay() const { return m_overlay; }
@@ -75,6 +82,7 @@ private:
     void ShowOverlay();
 
     std::basic_ifstream<unsigned char> m_file;
+    std::string m_openError;
     std::uint64_t m_fileSize = 0;
     CReplayResult m_result;
     std::shared_ptr<const CLogOverlay> m_overlay;

@@ -9,11 +9,13 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #define NBDKIT_API_VERSION 2
 #include <nbdkit-plugin.h>
 
+#include "host/container_entry.h"
 #include "host/locator_path.h"
 #include "host/merged_reader.h"
 
@@ -161,6 +163,14 @@ int ConfigComplete() {
     return 0;
 }
 
+/// What the command has an option for is a parameter here.
+std::string InParameters(const std::string& error) {
+    const std::string_view hint = NVHDXHost::AsItStandsHint;
+    return error.ends_with(hint) ? error.substr(0, error.size() - hint.size()) +
+                                       " (replay=false shows the file as it stands)"
+                                 : error;
+}
+
 /// Opens the chain once, before the first client, so that a bad disk ends nbdkit with the reason.
 int GetReady() {
     return Guarded([] {
@@ -170,7 +180,7 @@ int GetReady() {
         std::string error;
         servedDisk = CMergedDisk::Open(path, settings.merge, error);
         if (!servedDisk) {
-            return Refuse(EINVAL, error);
+            return Refuse(EINVAL, InParameters(error));
         }
         for (const std::string& finding : servedDisk->Findings()) {
             Say(finding);

@@ -99,7 +99,7 @@ void CBlockTable::CheckStates(bool badBitmap) const {
     const unsigned refused =
         CBlockWord::meaninglessStates | (m_params.bDifferencing ? 0 : needParent);
     if (m_summary.HasAny(refused) || (m_params.bDifferencing && badBitmap)) {
-        throw CFailure(CDisk::tableFailure);
+        throw CFailure(NVHDXHost::NoBlockTable);
     }
 }
 

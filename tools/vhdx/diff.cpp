@@ -89,11 +89,21 @@ CCircuit Prepared(const CDiffOptions& options, CChain& chain) {
         "lie at one place");
 }
 
+/// A disk that no command reads is not merged either.
+void CheckReadable(const CDiffOptions& options, const NVHDXHost::CFolderTree& tree) {
+    for (const NVHDXHost::CFolderFile& file : tree.Files()) {
+        if (!file.problem.empty()) {
+            throw CFailure(NativePath(options.folder.folder, file.name), Printable(file.problem));
+        }
+    }
+}
+
 CCircuit Load(const CDiffOptions& options) {
     std::vector<CChain> chains;
     {
         const CTraceWriter trace(options.folder.traceLevel);
         const NVHDXHost::CFolderTree tree = ScanFolder(options.folder);
+        CheckReadable(options, tree);
         // The merge opens the files for itself, and knows nothing of logs.
         for (const NVHDXHost::CFolderFile& file : tree.Files()) {
             PrintPending(file.name, file.replay.entries);

@@ -11,6 +11,7 @@
 
 #include <vhdx_parser/vhdx_parser.h>
 
+#include "host/disk_geometry.h"
 #include "host/replay_stream.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/passing_buffer.h"
@@ -26,14 +27,7 @@ struct CDiskOptions {
     NVHDXHost::CReplayStream::EMode logMode = NVHDXHost::CReplayStream::replayLog;
 };
 
-/// What the disk file itself says of its blocks, whatever the block allocation table says.
-struct CGeometry {
-    std::uint32_t blockSize;
-    std::uint16_t sectorSize;
-    std::uint64_t virtualSize;
-    std::uint64_t ratio;
-    bool hasParent;
-};
+using NVHDXHost::CGeometry;
 
 /// Where the blocks of a disk lie, and the geometry that goes with it.
 struct CModel {
@@ -76,10 +70,6 @@ public:
     /// library's answer for these parameters.
     void PassTable(const NVHDX::CFileParameters& params, const CPassingBuffer::CReport& report);
 
-    /// Why a table is refused.
-    static constexpr const char* tableFailure =
-        "the block allocation table is too short, cannot be read or has an impossible entry";
-
     /// The first `count` bytes of `buffer` become the bytes of the virtual disk from `offset` on.
     void ReadPayload(const CModel& model, std::uint64_t offset, std::uint64_t count,
                      NVHDX::CDynamicAllocBuffer<unsigned char, unsigned __int64>& buffer);
@@ -97,8 +87,6 @@ public:
 
 private:
     CFailure Failure(std::string_view otherwise) const;
-    void Open(NVHDXHost::CReplayStream::EMode logMode);
-    void CheckReplay() const;
 
     std::string m_file;
     std::string m_savedModel;
@@ -107,10 +95,6 @@ private:
     NVHDX::CAccessor m_accessor;
     std::uint64_t m_fileSize = 0;
 };
-
-/// Payload blocks per chunk. Throws `CFailure` for a geometry that no disk can have.
-std::uint64_t ChunkRatio(const NVHDX::NMetadata::CFileParameters& parameters,
-                         const NVHDX::NMetadata::CLogicalSectorSize& sectorSize);
 
 /// The number of blocks of `blockSize` bytes that a disk has, the last one perhaps cut short.
 std::uint64_t BlocksOf(std::uint64_t virtualSize, std::uint64_t blockSize);

@@ -53,15 +53,15 @@ CInfo Gather(CDisk& disk, bool noBlocks) {
     CInfo info;
     info.file = disk.File();
     info.fileSize = disk.FileSize();
+    const CGeometry geometry = disk.Geometry();
     info.parameters = disk.Item<CFileParameters>();
-    info.virtualSize = disk.Item<CVirtualDiskSize>().size;
+    info.virtualSize = geometry.virtualSize;
     info.page83 = GuidText(disk.Item<CPage83Data>().page83Data);
-    const CLogicalSectorSize logical = disk.Item<CLogicalSectorSize>();
-    info.logicalSectorSize = logical.sectorSize;
+    info.logicalSectorSize = geometry.sectorSize;
     info.physicalSectorSize = disk.Item<CPhysicalSectorSize>().sectorSize;
     info.parent = disk.Item<CParent>();
-    info.ratio = ChunkRatio(info.parameters, logical);
-    info.chunks = BlocksOf(BlocksOf(info.virtualSize, info.parameters.blockSize), info.ratio);
+    info.ratio = geometry.ratio;
+    info.chunks = BlocksOf(BlocksOf(geometry.virtualSize, geometry.blockSize), geometry.ratio);
     if (!noBlocks) {
         info.blocks.emplace(disk);
     }

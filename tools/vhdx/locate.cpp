@@ -72,9 +72,8 @@ void PrintText(const CDisk& disk, const CModel& model, const CRangeOptions& rang
 
 void RunLocate(const CLocateOptions& options) {
     CDisk disk(options.disk);
-    CheckRange(options.range.offset, options.range.length,
-               disk.Item<NVHDX::NMetadata::CVirtualDiskSize>().size);
     const CModel model = disk.LoadModel();
+    CheckRange(options.range.offset, options.range.length, model.params.virtdisksz);
     COutput output = COutput::Standard();
     options.json ? PrintJson(disk, model, options.range, output)
                  : PrintText(disk, model, options.range, output);

@@ -131,8 +131,7 @@ void RunRead(const CReadOptions& options) {
         return;
     }
     CDisk disk(ChosenDisk(options.disk, options.chain));
-    CheckRange(options.range.offset, options.range.length,
-               disk.Item<NVHDX::NMetadata::CVirtualDiskSize>().size);
+    CheckRange(options.range.offset, options.range.length, disk.Geometry().virtualSize);
     if (IsStandard(options.output)) {
         COutput output = COutput::Standard();
         CopyRange(disk, disk.LoadModel(), options, output);
