@@ -212,6 +212,48 @@ TEST_F(Serve, EndsCleanlyOnCtrlC) {
     EXPECT_EQ(server.Stop(), 0);
 }
 
+TEST_F(Serve, ReplacesTheSocketOfAServerThatWasKilled) {
+    const CChainModel chain = PlainDisk();
+    chain.WriteTo(m_folder.Path());
+    CServer killed({Path("0.vhdx")}, Path("socket"));
+    ASSERT_TRUE(killed.IsListening());
+    EXPECT_EQ(killed.Kill(), 128 + SIGKILL);
+    ASSERT_TRUE(std::filesystem::is_socket(Path("socket")));
+    ExpectServed(CServer({Path("0.vhdx")}, Path("socket")), chain);
+}
+
+TEST_F(Serve, LeavesASocketOnWhichSomebodyListens) {
+    const CChainModel chain = PlainDisk();
+    chain.WriteTo(m_folder.Path());
+    const CServer server({Path("0.vhdx")}, Path("socket"));
+    ASSERT_TRUE(server.IsListening());
+    const CChildResult second =
+        RunChild(ServeCommand({Path("0.vhdx"), "--socket", Path("socket")}));
+    EXPECT_EQ(second.status, 1);
+    EXPECT_EQ(second.errors,
+              "vhdx: " + Path("socket") + ": somebody listens on this socket already\n");
+    ExpectServed(server, chain);
+}
+
+TEST_F(Serve, LeavesWhatIsNoSocket) {
+    PlainDisk().WriteTo(m_folder.Path());
+    std::ofstream(m_folder / "file") << "somebody's";
+    std::filesystem::create_symlink("nothing.there", m_folder / "link");
+    for (const char* name : {"file", "link"}) {
+        const CChildResult result =
+            RunChild(ServeCommand({Path("0.vhdx"), "--socket", Path(name)}));
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.errors,
+                  "vhdx: " + Path(name) + ": this is there already and is no socket\n");
+    }
+    EXPECT_EQ(Content(m_folder / "file").size(), 10U);
+    EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "link"));
+    const std::string longName = Path(std::string(200, 'x'));
+    EXPECT_EQ(RunChild(ServeCommand({Path("0.vhdx"), "--socket", longName})).errors,
+              "vhdx: " + longName +
+                  ": the path is too long for a socket; give it relative to the folder\n");
+}
+
 TEST_F(Serve, RefusesWhatItCannotServe) {
     Checkpoints().WriteTo(m_folder.Path());
     std::filesystem::remove(m_folder / "0.vhdx");

@@ -9,6 +9,8 @@
 
 #include <sys/types.h>
 
+#include <csignal>
+
 #include "tests/support/temporary_folder.h"
 
 namespace NTest {
@@ -21,8 +23,9 @@ std::vector<std::string> ServeCommand(const std::vector<std::string>& arguments)
 
 class CServer {
 public:
-    /// Starts `vhdx serve` with these arguments and waits until clients can connect.
-    explicit CServer(const std::vector<std::string>& arguments);
+    /// Starts `vhdx serve` with these arguments and waits until clients can connect. Listens on
+    /// this socket, or on one of its own.
+    explicit CServer(const std::vector<std::string>& arguments, std::string socket = {});
     /// Ends it as Ctrl-C does.
     ~CServer() { (void)Stop(); }
     CServer(const CServer&) = delete;
@@ -31,12 +34,17 @@ public:
     bool IsListening() const { return m_listening; }
     std::string Uri() const { return "nbd+unix:///?socket=" + Socket(); }
     /// Ends it as Ctrl-C does, and waits. The exit status; 128 + the signal that ended it.
-    int Stop();
+    int Stop() { return End(SIGINT); }
+    /// Ends it without a chance to clean up.
+    int Kill() { return End(SIGKILL); }
 
 private:
-    std::string Socket() const { return (m_folder / "socket").string(); }
+    const std::string& Socket() const { return m_socket; }
+    bool CanConnect() const;
+    int End(int signal);
 
     CTemporaryFolder m_folder;
+    std::string m_socket;
     pid_t m_process = -1;
     bool m_listening = false;
 };

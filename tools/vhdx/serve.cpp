@@ -8,6 +8,8 @@
 
 #if !defined(_WIN32)
 #include <unistd.h>
+
+#include "tools/vhdx/socket_place.h"
 #endif
 
 #include <CLI/CLI.hpp>
@@ -82,6 +84,9 @@ std::vector<std::string> NbdkitCommand(const CServeOptions& options) {
 /// nbdkit takes this command's place, so that Ctrl-C and its exit status are its own.
 void RunServe(const CServeOptions& options) {
     std::vector<std::string> command = NbdkitCommand(options);
+    if (!options.socket.empty()) {
+        MakeRoomForSocket(options.socket);
+    }
     std::vector<char*> arguments;
     arguments.reserve(command.size() + 1);
     for (std::string& argument : command) {
@@ -112,7 +117,8 @@ void AddServe(CLI::App& program, CChosenCommand& chosen) {
                         "pending");
     command
         .add_option("--socket", options->socket,
-                    "Listen on this Unix socket instead of TCP port 10809 of this machine")
+                    "Listen on this Unix socket instead of TCP port 10809 of this machine; one on "
+                    "which nobody listens any more is replaced")
         ->type_name("PATH");
     command.footer(
         "Read-only; runs until Ctrl-C. The disk must not be in use meanwhile.\n"
