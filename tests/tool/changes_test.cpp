@@ -15,15 +15,17 @@ using CJson = nlohmann::json;
 
 class Changes : public testing::Test {
 protected:
-    CChildResult Run(const CImageBuilder& disk, const std::string& ranges) const {
+    CChildResult Run(const CImageBuilder& disk, const std::string& ranges,
+                     const std::string& option = "--json") const {
         disk.Build().WriteTo(m_folder / "disk.avhdx");
         std::ofstream(m_folder / "ranges.txt") << ranges;
         return RunVhdxIn(m_folder.Path(),
-                         {"changes", "disk.avhdx", "--ranges", "ranges.txt", "--json"});
+                         {"changes", "disk.avhdx", "--ranges", "ranges.txt", "--json", option});
     }
 
-    CJson Items(const CImageBuilder& disk, const std::string& ranges) const {
-        const CChildResult result = Run(disk, ranges);
+    CJson Items(const CImageBuilder& disk, const std::string& ranges,
+                const std::string& option = "--json") const {
+        const CChildResult result = Run(disk, ranges, option);
         EXPECT_EQ(result.status, 0) << result.errors;
         return CJson::parse(result.output);
     }
@@ -77,6 +79,36 @@ TEST_F(Changes, AreRefusedWithTheNameOfTheRangesFile) {
     EXPECT_EQ(result.errors,
               "vhdx: ranges.txt: line 2: the range from 1 overlaps the one before it, 2 bytes from "
               "0\n");
+}
+
+TEST_F(Changes, AreRefusedPastTheEndOfTheDisk) {
+    const auto refusal = [this](const std::string& ranges) {
+        const CChildResult result = Run(ChainBase(), ranges);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.output, "");
+        return result.errors;
+    };
+    const std::string end = " ends past the end of the disk, which has 8388608 bytes\n";
+    EXPECT_EQ(refusal("0,512\n8388607,2\n"),
+              "vhdx: ranges.txt: the range of 2 bytes from 8388607" + end);
+    EXPECT_EQ(refusal("0,512\n8M,1\n"),
+              "vhdx: ranges.txt: the range of 1 bytes from 8388608" + end);
+    EXPECT_EQ(refusal("0,512\n1T,0\n"),
+              "vhdx: ranges.txt: the range of 0 bytes from 1099511627776" + end);
+    EXPECT_EQ(refusal("4M,18446744073705357311\n"),
+              "vhdx: ranges.txt: the range of 18446744073705357311 bytes from 4194304" + end);
+    EXPECT_EQ(refusal("4M,18446744073705357312\n"),
+              "vhdx: ranges.txt: line 1: the range of 18446744073705357312 bytes from 4194304 ends "
+              "past 2^64\n");
+    EXPECT_EQ(Items(ChainBase(), "7M,1M\n8M,0\n"), Items(ChainBase(), "7M,1M\n8M,0\n", "--clip"));
+}
+
+TEST_F(Changes, AreCutToTheDiskOnRequest) {
+    EXPECT_EQ(Items(ChainBase(), "0,512\n7M,9M\n1T,512\n", "--clip"),
+              CJson({Payload(0, 0, 512), Payload(1, 7 * MiB, MiB)}));
+    EXPECT_EQ(Items(ChainBase(), "8M,512\n9M,0\n", "--clip"), CJson::array());
+    EXPECT_EQ(Items(ChainFirst(), "0,512\n1M,4K\n", "--clip"),
+              Items(ChainFirst(), "0,512\n1M,4K\n"));
 }
 
 TEST_F(Changes, NeedRangesThatCanBeRead) {

@@ -54,6 +54,21 @@ TEST(Ranges, AreRefusedWhenTheyOverlap) {
               "element 2: the range from 1 overlaps the one before it, 2 bytes from 0");
 }
 
+TEST(Ranges, AreClippedToADisk) {
+    const auto clipped = [](NTool::CRanges ranges, std::uint64_t diskSize) {
+        NTool::ClipRanges(ranges, diskSize);
+        return ranges;
+    };
+    using CRanges = NTool::CRanges;
+    EXPECT_EQ(clipped({{0, 10}, {20, 10}}, 30), (CRanges{{0, 10}, {20, 10}}));
+    EXPECT_EQ(clipped({{0, 10}, {20, 10}}, 29), (CRanges{{0, 10}, {20, 9}}));
+    EXPECT_EQ(clipped({{0, 10}, {20, 10}}, 20), (CRanges{{0, 10}}));
+    EXPECT_EQ(clipped({{0, 10}, {20, 0}}, 20), (CRanges{{0, 10}, {20, 0}}));
+    EXPECT_EQ(clipped({{0, 10}, {20, 0}}, 19), (CRanges{{0, 10}}));
+    EXPECT_EQ(clipped({{1, 0xFFFFFFFFFFFFFFFE}}, 20), (CRanges{{1, 19}}));
+    EXPECT_EQ(clipped({}, 20), CRanges());
+}
+
 TEST(Ranges, AreRefusedWhenTheyAreNotSorted) {
     EXPECT_EQ(Refusal("0,1\n\n9,1\n5,1"),
               "line 4: the range from 5 stands behind the one from 9; ranges must be sorted");

@@ -16,6 +16,7 @@ struct CChangesOptions {
     CDiskOptions disk;
     std::string ranges;
     bool json = false;
+    bool clip = false;
 };
 
 /// One thing to copy: a range of the virtual disk, or a sector bitmap, which is a range of the
@@ -67,6 +68,10 @@ void RunChanges(const CChangesOptions& options) {
     CRanges ranges = ReadRanges(options.ranges);
     CDisk disk(options.disk);
     const CModel model = disk.LoadModel();
+    if (options.clip) {
+        ClipRanges(ranges, model.params.virtdisksz);
+    }
+    CheckRanges(options.ranges, ranges, model.params.virtdisksz);
     COutput output = COutput::Standard();
     options.json ? PrintJson(disk, model, ranges, output) : PrintText(disk, model, ranges, output);
     output.Flush();
@@ -81,6 +86,10 @@ void AddChanges(CLI::App& program, CChosenCommand& chosen) {
     AddDiskArguments(command, options->disk);
     AddRangesArgument(command, options->ranges)->required();
     AddModelArgument(command, options->disk);
+    command.add_flag(
+        "--clip", options->clip,
+        "Cut ranges that end past the end of the disk to the disk, and drop those past "
+        "it, instead of refusing them");
     command.add_flag("--json", options->json,
                      R"(Print an array of {"type", "index", "offset", "length"})");
     command.footer(

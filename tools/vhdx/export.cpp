@@ -55,17 +55,6 @@ void MakeImage(const CExportOptions& options) {
     file.Commit();
 }
 
-/// Before anything is written.
-void CheckRanges(const std::string& file, const CRanges& ranges, std::uint64_t diskSize) {
-    try {
-        for (const auto& [offset, length] : ranges) {
-            CheckRange(offset, length, diskSize);
-        }
-    } catch (const CFailure& failure) {
-        throw CFailure(file, failure.what());
-    }
-}
-
 void UpdateImage(const CExportOptions& options) {
     CRanges ranges = ReadRanges(options.ranges);
     const CDiskPointer disk = OpenMerged(options.disk, options.chain);

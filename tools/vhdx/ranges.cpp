@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/vhdx/command_line.h"
+#include "tools/vhdx/disk.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/size_text.h"
 #include "tools/vhdx/text.h"
@@ -158,6 +159,10 @@ struct CFileCloser {
     void operator()(std::FILE* file) const { (void)std::fclose(file); }
 };
 
+std::string NameOf(const std::string& file) {
+    return file == "-" ? "standard input" : file;
+}
+
 std::string TextOf(const std::string& file) {
     if (file == "-") {
         return ReadAll(stdin);
@@ -186,7 +191,28 @@ CRanges ReadRanges(const std::string& file) {
     try {
         return ParseRanges(TextOf(file));
     } catch (const CFailure& failure) {
-        throw CFailure(file == "-" ? "standard input" : file, failure.what());
+        throw CFailure(NameOf(file), failure.what());
+    }
+}
+
+void CheckRanges(const std::string& file, const CRanges& ranges, std::uint64_t diskSize) {
+    try {
+        for (const auto& [offset, length] : ranges) {
+            CheckRange(offset, length, diskSize);
+        }
+    } catch (const CFailure& failure) {
+        throw CFailure(NameOf(file), failure.what());
+    }
+}
+
+void ClipRanges(CRanges& ranges, std::uint64_t diskSize) {
+    const auto last = std::find_if(ranges.begin(), ranges.end(), [diskSize](const auto& range) {
+        return range.first > diskSize || (range.first == diskSize && range.second != 0);
+    });
+    ranges.erase(last, ranges.end());
+    if (!ranges.empty()) {
+        auto& [offset, length] = *ranges.rbegin();
+        length = std::min(length, diskSize - offset);
     }
 }
 

@@ -18,6 +18,13 @@ CRanges ParseRanges(const std::string& text);
 /// The ranges of a file, or of standard input for "-". Throws `CFailure` whose subject is the file.
 CRanges ReadRanges(const std::string& file);
 
+/// Throws `CFailure` that names the file and the first range which ends past the end of a disk of
+/// this size.
+void CheckRanges(const std::string& file, const CRanges& ranges, std::uint64_t diskSize);
+
+/// Cuts the ranges to a disk of this size, and drops those that lie past its end.
+void ClipRanges(CRanges& ranges, std::uint64_t diskSize);
+
 /// The bytes of all ranges together.
 std::uint64_t LengthOf(const CRanges& ranges);
 
