@@ -47,6 +47,30 @@ TEST_F(Export, GivesWhatTheGuestOfTheChainSees) {
     EXPECT_EQ(Files(), (std::vector<std::string>{"0.vhdx", "1.avhdx", "2.avhdx", "disk.raw"}));
 }
 
+TEST_F(Export, GivesEveryByteToStandardOutput) {
+    const CChainModel chain = ThreeFiles();
+    chain.WriteTo(m_folder.Path());
+    const CChildResult result = Run({"2.avhdx", "-o", "-"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_TRUE(CBytes(result.output.begin(), result.output.end()) == chain.Content());
+    EXPECT_EQ(Files(), (std::vector<std::string>{"0.vhdx", "1.avhdx", "2.avhdx"}));
+}
+
+TEST_F(Export, RefusesToReadBackFromStandardOutput) {
+    ThreeFiles().WriteTo(m_folder.Path());
+    const CChildResult verified = Run({"2.avhdx", "-o", "-", "--verify"});
+    EXPECT_EQ(verified.status, 2);
+    EXPECT_EQ(verified.output, "");
+    EXPECT_EQ(
+        verified.errors,
+        "vhdx: --verify: standard output cannot be read back (vhdx --help shows the usage)\n");
+    const CChildResult updated = Run({"2.avhdx", "--update", "-", "--ranges", "none"});
+    EXPECT_EQ(updated.status, 2);
+    EXPECT_EQ(updated.errors,
+              "vhdx: --update: standard output holds no earlier export (vhdx --help shows the "
+              "usage)\n");
+}
+
 TEST_F(Export, GivesTheStateOfAnyCheckpointOfAFolder) {
     CChainModel chain;
     chain.AddDisk(CDiskShape()).Present(1, 1);

@@ -52,6 +52,17 @@ TEST(Picture, ColoursCellsByFileAndKind) {
     EXPECT_NE(Draw(folder, "1.avhdx", false).find(">left to the parents: 4 MiB<"), merged.npos);
 }
 
+TEST(Picture, GoesToStandardOutputOnRequest) {
+    CChainModel chain;
+    chain.AddDisk(CDiskShape().Size(6 * MiB)).Present(0, 1);
+    const CTemporaryFolder folder;
+    chain.WriteTo(folder.Path());
+    const CChildResult result = RunVhdxIn(folder.Path(), {"map", "0.vhdx", "--svg", "-"});
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_FALSE(std::filesystem::exists(folder / "-"));
+    EXPECT_EQ(result.output, Draw(folder, "0.vhdx", false));
+}
+
 TEST(Picture, TellsTheStatesWithoutDataApart) {
     CChainModel chain;
     chain.AddDisk(CDiskShape().Size(8 * MiB)).Present(0, 1);

@@ -1,16 +1,23 @@
+#include <algorithm>
+#include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
+#include "host/merged_reader.h"
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/merged_source.h"
+#include "tools/vhdx/output.h"
 #include "tools/vhdx/output_file.h"
 #include "tools/vhdx/progress.h"
 #include "tools/vhdx/ranges.h"
 #include "tools/vhdx/raw_copy.h"
 #include "tools/vhdx/raw_verification.h"
+#include "tools/vhdx/text.h"
 
 namespace NTool {
 
@@ -41,7 +48,39 @@ void CheckOutput(const std::string& output, const NVHDXHost::CMergedDisk& disk) 
     }
 }
 
+bool IsStandard(const CExportOptions& options) {
+    return options.output == "-";
+}
+
+/// Plain bytes to standard output, zeros and all: who reads them may be anybody.
+void WriteImage(const CExportOptions& options) {
+    constexpr std::uint64_t pieceSize = std::uint64_t{1} << 20;
+    const CDiskPointer disk = OpenMerged(options.disk, options.chain);
+    COutput output = COutput::Standard();
+    // The line would stand among the bytes where both go to one terminal.
+    const bool mixed = options.progress == EProgress::automatic && IsTerminal(stdout);
+    CProgress progress(mixed ? EProgress::never : options.progress, "exporting ");
+    progress.Start(disk->Size());
+    NVHDXHost::CMergedReader reader(disk);
+    std::vector<unsigned char> buffer(pieceSize);
+    for (std::uint64_t offset = 0; offset != disk->Size();) {
+        const std::span<unsigned char> piece(
+            buffer.data(), static_cast<std::size_t>(std::min(pieceSize, disk->Size() - offset)));
+        if (!reader.Read(offset, piece)) {
+            throw CFailure(Printable(reader.Error()));
+        }
+        output.Write(piece.data(), piece.size());
+        offset += piece.size();
+        progress.Advance(piece.size());
+    }
+    output.Flush();
+}
+
 void MakeImage(const CExportOptions& options) {
+    if (IsStandard(options)) {
+        WriteImage(options);
+        return;
+    }
     const CDiskPointer disk = OpenMerged(options.disk, options.chain);
     CheckOutput(options.output, *disk);
     COutputFile file(options.output, options.disk.file,
@@ -72,13 +111,23 @@ void RunExport(const CExportOptions& options) {
     options.older.empty() ? MakeImage(options) : UpdateImage(options);
 }
 
+/// Standard output cannot be read, and what is updated or verified has to be.
+void CheckStandard(const CExportOptions& options) {
+    if (options.older == "-") {
+        throw CLI::ValidationError("--update", "standard output holds no earlier export");
+    }
+    if (IsStandard(options) && options.verify) {
+        throw CLI::ValidationError("--verify", "standard output cannot be read back");
+    }
+}
+
 /// Either OUT, or RAW with RANGES.
 void AddImageArguments(CLI::App& command, const std::shared_ptr<CExportOptions>& options) {
     CLI::Option* const output =
         command
             .add_option("-o,--output", options->output,
                         "The raw image; it appears when it is complete, and takes no space for "
-                        "zeros")
+                        "zeros; - for standard output, which gets every byte")
             ->type_name("OUT");
     command.add_flag("--force", options->force, "Replace OUT when it exists")->needs(output);
     CLI::Option* const older =
@@ -94,6 +143,7 @@ void AddImageArguments(CLI::App& command, const std::shared_ptr<CExportOptions>&
         if (options->output.empty() && options->older.empty()) {
             throw CLI::RequiredError("--output or --update");
         }
+        CheckStandard(*options);
     });
 }
 

@@ -107,11 +107,18 @@ void PrintText(CMap& map, COutput& output) {
 void DrawPicture(const CMapOptions& options) {
     const auto disk = options.merged ? OpenMerged(options.disk, options.chain)
                                      : OpenAlone(options.disk, options.chain);
+    const bool leavesToParents = !options.merged && disk->Newest().HasParent();
+    if (options.picture == "-") {
+        COutput output = COutput::Standard();
+        DrawDisk(disk, leavesToParents, output);
+        output.Flush();
+        return;
+    }
     for (const NVHDXHost::CDiskLayer& layer : disk->Layers()) {
         CheckNotRead(options.picture, layer.path);
     }
     COutputFile file(options.picture, options.disk.file);
-    DrawDisk(disk, !options.merged && disk->Newest().HasParent(), file.Output());
+    DrawDisk(disk, leavesToParents, file.Output());
     file.Commit();
 }
 
@@ -156,9 +163,10 @@ void AddMap(CLI::App& program, CChosenCommand& chosen) {
                   "Which sectors a differencing file holds itself; with --json as --merged")
         ->excludes(merged);
     command
-        .add_option("--svg", options->picture,
-                    "Draw the disk into this file instead: a cell for each block or group of "
-                    "blocks, with --merged a colour for each file of the chain")
+        .add_option(
+            "--svg", options->picture,
+            "Draw the disk into this file instead: a cell for each block or group of "
+            "blocks, with --merged a colour for each file of the chain; - for standard output")
         ->type_name("OUT");
     AddChainArguments(command, options->chain);
     command.get_option("--other-paths")->needs(merged);
