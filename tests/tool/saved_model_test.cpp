@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -33,6 +34,13 @@ protected:
         ASSERT_EQ(result.output, "");
     }
 
+    /// Puts another disk in the place of the one that was saved, as if nobody had changed it since.
+    void PutInPlace(const CImageBuilder& disk) const {
+        const auto time = std::filesystem::last_write_time(m_folder / "disk.vhdx");
+        disk.Build().WriteTo(m_folder / "disk.vhdx");
+        std::filesystem::last_write_time(m_folder / "disk.vhdx", time);
+    }
+
     std::string Content(const std::string& name) const {
         std::ifstream file(m_folder / name, std::ios::binary);
         return std::string((std::istreambuf_iterator<char>(file)), {});
@@ -45,6 +53,15 @@ protected:
         ASSERT_NE(place, std::string::npos);
         std::ofstream(m_folder / "model.xml", std::ios::binary)
             << text.replace(place, from.size(), to);
+    }
+
+    std::vector<std::string> Files() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder.Path())) {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
     }
 
     void ExpectRefusal(const std::string& reason) const {
@@ -91,11 +108,11 @@ TEST_F(SavedModel, TakesThePlaceOfTheTableInEveryCommandThatNeedsIt) {
     for (const CImageBuilder& disk : {DynamicDisk(), DifferencingDisk()}) {
         Save(disk);
         for (CArguments arguments : commands) {
-            disk.Build().WriteTo(m_folder / "disk.vhdx");
+            PutInPlace(disk);
             const CChildResult expected = Run(arguments);
             ASSERT_EQ(expected.status, 0) << expected.errors;
             // A table that cannot be read any more shows that it is not read.
-            CImageBuilder(disk).BatLength(8).Build().WriteTo(m_folder / "disk.vhdx");
+            PutInPlace(CImageBuilder(disk).BatLength(8));
             ASSERT_EQ(Run(arguments).status, 1);
             arguments.insert(arguments.end(), {"--model", "model.xml"});
             const CChildResult result = Run(arguments);
@@ -219,12 +236,46 @@ TEST_F(SavedModel, MayHaveANameBeyondAscii) {
                   ": this is not a saved model of a disk: line 1: unexpected end of data\n");
 }
 
-TEST_F(SavedModel, ReportsAFullDisk) {
+TEST_F(SavedModel, ReportsALimitOfTheFilesSizeAndLeavesNothingBehind) {
     DynamicDisk().Build().WriteTo(m_folder / "disk.vhdx");
-    EXPECT_EQ(Run({"save", "disk.vhdx", "/dev/full"}).errors,
-              "vhdx: /dev/full: cannot be written: write error\n");
+    CChildOptions options;
+    options.folder = m_folder.Path();
+    options.largestFile = 512;
+    const CChildResult result = RunVhdx({"save", "disk.vhdx", "model.xml"}, options);
+    EXPECT_EQ(result.errors, "vhdx: model.xml: cannot be written: write error\n");
+    EXPECT_EQ(Files(), std::vector<std::string>{"disk.vhdx"});
+}
+
+TEST_F(SavedModel, IsNotWrittenToADevice) {
+    DynamicDisk().Build().WriteTo(m_folder / "disk.vhdx");
+    EXPECT_EQ(Run({"save", "disk.vhdx", "/dev/null"}).errors,
+              "vhdx: /dev/null: only a file can be written, no device and no pipe\n");
 }
 #endif
+
+TEST_F(SavedModel, IsNeitherWrittenToStandardOutputNorReadFromStandardInput) {
+    Save(DynamicDisk());
+    const CChildResult saved = Run({"save", "disk.vhdx", "-"});
+    EXPECT_EQ(saved.status, 1);
+    EXPECT_EQ(saved.errors,
+              "vhdx: -: a model has its identity beside it, and standard output has no place for "
+              "one; name a file\n");
+    const CChildResult read = Run({"map", "disk.vhdx", "--model", "-"});
+    EXPECT_EQ(read.status, 1);
+    EXPECT_EQ(read.errors,
+              "vhdx: -: a model has its identity beside it, and standard input has none\n");
+    EXPECT_EQ(Files(), (std::vector<std::string>{"disk.vhdx", "model.xml", "model.xml.identity"}));
+}
+
+TEST_F(SavedModel, IsRefusedWhereItIsNotUsed) {
+    Save(DynamicDisk());
+    for (const char* form : {"--merged", "--sectors"}) {
+        const CChildResult result = Run({"map", "disk.vhdx", form, "--model", "model.xml"});
+        EXPECT_EQ(result.status, 2) << form;
+        EXPECT_EQ(result.output, "");
+    }
+    EXPECT_EQ(Run({"map", "disk.vhdx", "--svg", "-", "--model", "model.xml"}).status, 2);
+}
 
 }  // namespace
 }  // namespace NTest

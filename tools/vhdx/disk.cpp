@@ -38,7 +38,7 @@ CModel CDisk::LoadModel() {
     const CGeometry geometry = Geometry();
     CModel model;
     if (!m_savedModel.empty()) {
-        model = ReadModel(m_savedModel, geometry);
+        model = ReadModel(m_savedModel, geometry, Identity());
         model.params.bDifferencing = geometry.hasParent;  // a saved model does not bring it back
         return model;
     }

@@ -11,9 +11,11 @@
 
 #include <vhdx_parser/vhdx_parser.h>
 
+#include "host/current_header.h"
 #include "host/disk_geometry.h"
 #include "host/replay_stream.h"
 #include "tools/vhdx/failure.h"
+#include "tools/vhdx/model_identity.h"
 #include "tools/vhdx/passing_buffer.h"
 #include "tools/vhdx/trace_writer.h"
 
@@ -58,6 +60,9 @@ public:
 
     CGeometry Geometry();
 
+    /// Which disk this is, and in which state it is read. Asks the file anew at each call.
+    CDiskIdentity Identity();
+
     /// Reads the whole block allocation table, or the saved model that takes its place.
     CModel LoadModel();
 
@@ -87,6 +92,7 @@ public:
 
 private:
     CFailure Failure(std::string_view otherwise) const;
+    std::string LogState(const NVHDXHost::CCurrentHeader& header) const;
 
     std::string m_file;
     std::string m_savedModel;

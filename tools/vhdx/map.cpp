@@ -150,6 +150,7 @@ void AddMap(CLI::App& program, CChosenCommand& chosen) {
         "map", "The runs of blocks of one state, and where their data lies");
     AddDiskArguments(command, options->disk);
     AddModelArgument(command, options->disk);
+    CLI::Option* const model = command.get_option("--model");
     command.add_flag(
         "--json", options->json,
         R"(Print an array of {"start", "length", "state", "offset"}, in bytes; "offset" )"
@@ -158,16 +159,19 @@ void AddMap(CLI::App& program, CChosenCommand& chosen) {
         "--merged", options->merged,
         "Which file of the chain holds each run of the disk; with --json {\"start\", \"length\", "
         "\"kind\", \"file\", \"offset\", \"in_log\"}");
+    merged->excludes(model);
     command
         .add_flag("--sectors", options->sectors,
                   "Which sectors a differencing file holds itself; with --json as --merged")
-        ->excludes(merged);
+        ->excludes(merged)
+        ->excludes(model);
     command
         .add_option(
             "--svg", options->picture,
             "Draw the disk into this file instead: a cell for each block or group of "
             "blocks, with --merged a colour for each file of the chain; - for standard output")
-        ->type_name("OUT");
+        ->type_name("OUT")
+        ->excludes(model);
     AddChainArguments(command, options->chain);
     command.get_option("--other-paths")->needs(merged);
     command.footer("Example: vhdx map disk.vhdx");

@@ -2,7 +2,6 @@
 #include <string>
 
 #include "tools/vhdx/arguments.h"
-#include "tools/vhdx/output_file.h"
 #include "tools/vhdx/saved_model.h"
 
 namespace NTool {
@@ -15,11 +14,14 @@ struct CSaveOptions {
 };
 
 void RunSave(const CSaveOptions& options) {
+    CheckModelPlace(options.model);
     CDisk disk(options.disk);
+    const CDiskIdentity identity = disk.Identity();
     const CModel model = disk.LoadModel();
-    COutputFile file(options.model, options.disk.file);
-    SaveModel(file.WrittenPath(), options.model, model);
-    file.Commit();
+    if (disk.Identity() != identity) {
+        throw CFailure("the disk changed while its model was made; save it again");
+    }
+    SaveModel(options.model, options.disk.file, model, identity);
 }
 
 }  // namespace
@@ -29,7 +31,11 @@ void AddSave(CLI::App& program, CChosenCommand& chosen) {
     CLI::App& command = *program.add_subcommand(
         "save", "Saves which blocks the file holds, and where, for --model of other commands");
     AddDiskArguments(command, options->disk);
-    command.add_option("MODEL.xml", options->model, "The file to write; an older one is replaced")
+    command
+        .add_option(
+            "MODEL.xml", options->model,
+            "The file to write; an older one is replaced. Beside it stands MODEL.xml.identity, "
+            "which says which disk in which state the model is of")
         ->required()
         ->type_name("");
     command.footer("Example: vhdx save disk.vhdx disk.xml; vhdx map disk.vhdx --model disk.xml");

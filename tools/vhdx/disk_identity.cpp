@@ -1,0 +1,58 @@
+#include <filesystem>
+#include <system_error>
+
+#include "tools/vhdx/command_line.h"
+#include "tools/vhdx/disk.h"
+#include "tools/vhdx/text.h"
+
+namespace NTool {
+
+namespace {
+
+/// A device has the length that it was opened with.
+std::string LengthNow(const std::filesystem::path& path, std::uint64_t lengthWhenOpened) {
+    std::error_code error;
+    const std::uintmax_t length = std::filesystem::file_size(path, error);
+    return std::to_string(error ? lengthWhenOpened : length);
+}
+
+/// In the units of the platform's clock for files, which compare with themselves only.
+std::string ChangeTime(const std::filesystem::path& path) {
+    std::error_code error;
+    const auto time = std::filesystem::last_write_time(path, error);
+    return error ? "unknown" : std::to_string(time.time_since_epoch().count());
+}
+
+}  // namespace
+
+CDiskIdentity CDisk::Identity() {
+    const CGeometry geometry = Geometry();
+    NVHDX::NMetadata::CPage83Data page83;
+    const bool hasPage83 = m_accessor.Retrieve(page83, *m_stream);
+    const auto header = NVHDXHost::ReadCurrentHeader(*m_stream);
+    const auto ofHeader = [&header](auto text) { return header ? text(*header) : "none"; };
+    using CHeader = NVHDXHost::CCurrentHeader;
+    return {{"page 83 identifier", hasPage83 ? GuidText(page83.page83Data) : "none"},
+            {"virtual size", std::to_string(geometry.virtualSize)},
+            {"block size", std::to_string(geometry.blockSize)},
+            {"logical sector size", std::to_string(geometry.sectorSize)},
+            {FirstTraitOfState,
+             ofHeader([](const CHeader& found) { return GuidText(found.dataWriteGuid); })},
+            {"FileWriteGuid",
+             ofHeader([](const CHeader& found) { return GuidText(found.fileWriteGuid); })},
+            {"header's sequence number",
+             ofHeader([](const CHeader& found) { return std::to_string(found.sequenceNumber); })},
+            {"file length", LengthNow(PathOf(m_file), m_fileSize)},
+            {"time of change", ChangeTime(PathOf(m_file))},
+            {PendingLog, ofHeader([this](const CHeader& found) { return LogState(found); })}};
+}
+
+std::string CDisk::LogState(const NVHDXHost::CCurrentHeader& header) const {
+    if (IsNull(header.logGuid)) {
+        return "none";
+    }
+    return m_stream->Result().status == NVHDXHost::CReplayResult::replayed ? "replayed"
+                                                                           : "left out";
+}
+
+}  // namespace NTool

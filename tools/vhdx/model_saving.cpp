@@ -1,0 +1,108 @@
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include <fmt/format.h>
+
+#include "host/locator_path.h"
+#include "tools/vhdx/block_runs.h"
+#include "tools/vhdx/command_line.h"
+#include "tools/vhdx/library_document.h"
+#include "tools/vhdx/output_file.h"
+#include "tools/vhdx/saved_model.h"
+#include "tools/vhdx/text.h"
+
+namespace NTool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Numbers that loading reads as signed ones of 32 bits.
+void CheckSavable(const CModel& model) {
+    constexpr std::uint64_t largest = std::numeric_limits<std::int32_t>::max();
+    std::uint64_t number = 0;
+    for (const NVHDX::CBlockChunk& chunk : model.blocks.chunks) {
+        for (const NVHDX::CPayloadBlock& block : chunk.getPayloadBlocks()) {
+            if (HasData(block.state) && block.offset > largest) {
+                throw CFailure(fmt::format(
+                    "block {} lies at {} MiB in the file, and a saved model keeps places below "
+                    "2147483648 MiB only",
+                    number, block.offset));
+            }
+            ++number;
+        }
+    }
+}
+
+void Serialize(const fs::path& path, const std::string& name, const CModel& model) {
+    try {
+        const CLibraryName libraryName(path, true);
+        try {
+            NVHDX::VHDXMetadataSerialize(libraryName.Text(), model.blocks, model.params);
+        } catch (const CFailure&) {
+            throw;
+        } catch (const std::runtime_error& error) {
+            throw CFailure(Printable(WithoutName(error.what(), libraryName.Text())));
+        }
+    } catch (const CFailure& failure) {
+        throw CFailure(name, std::string("cannot be written: ") + failure.what());
+    }
+}
+
+/// The model is of no use without its identity, and is taken away when that cannot be written.
+void WriteIdentity(const fs::path& model, const std::string& disk, const std::string& text) {
+    try {
+        COutputFile file(NVHDXHost::TextFromPath(IdentityPlace(model)), disk);
+        file.Output().Append(text);
+        file.Commit();
+    } catch (const CFailure&) {
+        std::error_code error;
+        fs::remove(model, error);
+        throw;
+    }
+}
+
+/// Makes room for the identity, before the model that it is of takes its place.
+void RemoveIdentity(const fs::path& model, const std::string& disk) {
+    const fs::path place = IdentityPlace(model);
+    const std::string name = NVHDXHost::TextFromPath(place);
+    CheckNotRead(name, PathOf(disk));
+    std::error_code error;
+    if (fs::is_directory(place, error)) {
+        throw CFailure(name, "this is a folder");
+    }
+    fs::remove(place, error);
+    if (error) {
+        throw CFailure(name, "cannot be replaced: " + error.message());
+    }
+}
+
+}  // namespace
+
+void CheckModelPlace(const std::string& name) {
+    if (name == "-") {
+        throw CFailure(name,
+                       "a model has its identity beside it, and standard output has no place for "
+                       "one; name a file");
+    }
+    std::error_code error;
+    const fs::file_status status = fs::status(PathOf(name), error);
+    if (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status)) {
+        throw CFailure(name, "only a file can be written, no device and no pipe");
+    }
+}
+
+void SaveModel(const std::string& name, const std::string& disk, const CModel& model,
+               const CDiskIdentity& identity) {
+    CheckSavable(model);
+    COutputFile file(name, disk);
+    Serialize(file.WrittenPath(), name, model);
+    const std::string text = IdentityText(identity, file.WrittenPath());
+    RemoveIdentity(PathOf(name), disk);
+    file.Commit();
+    WriteIdentity(PathOf(name), disk, text);
+}
+
+}  // namespace NTool
