@@ -49,14 +49,7 @@ protected:
         EXPECT_EQ(result.errors, "");
     }
 
-    std::vector<std::string> Files() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_folder.Path())) {
-            names.push_back(entry.path().filename().string());
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::vector<std::string> Files() const { return NamesIn(m_folder.Path()); }
 
     CTemporaryFolder m_folder;
 };

@@ -2,19 +2,14 @@
 
 #include "tools/vhdx/model_identity.h"
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "tests/host/log_builder.h"
-#include "tests/support/temporary_folder.h"
+#include "tests/tool/saved_model.h"
 #include "tests/tool/test_disks.h"
-#include "tests/tool/vhdx_command.h"
 
 namespace NTest {
 namespace {
@@ -23,48 +18,7 @@ namespace fs = std::filesystem;
 
 const std::string saveAgain = ": save the model again with 'vhdx save'";
 
-class ModelIdentity : public testing::Test {
-protected:
-    CChildResult Run(const std::vector<std::string>& arguments) const {
-        return RunVhdxIn(m_folder.Path(), arguments);
-    }
-
-    void Save(const CImageBuilder& disk, const std::string& model = "model.xml") const {
-        disk.Build().WriteTo(m_folder / "disk.vhdx");
-        const CChildResult result = Run({"save", "disk.vhdx", model});
-        ASSERT_EQ(result.status, 0) << result.errors;
-    }
-
-    /// Another disk in the place of the saved one, with the same time of change.
-    void PutInPlace(const CImageBuilder& disk) const {
-        const auto time = fs::last_write_time(m_folder / "disk.vhdx");
-        disk.Build().WriteTo(m_folder / "disk.vhdx");
-        fs::last_write_time(m_folder / "disk.vhdx", time);
-    }
-
-    std::string Content(const std::string& name) const {
-        std::ifstream file(m_folder / name, std::ios::binary);
-        return std::string((std::istreambuf_iterator<char>(file)), {});
-    }
-
-    void Write(const std::string& name, const std::string& text) const {
-        std::ofstream(m_folder / name, std::ios::binary) << text;
-    }
-
-    void ExpectTaken() const {
-        const CChildResult result = Run({"map", "disk.vhdx", "--model", "model.xml"});
-        EXPECT_EQ(result.status, 0) << result.errors;
-    }
-
-    void ExpectRefusal(const std::string& reason) const {
-        const CChildResult result = Run({"map", "disk.vhdx", "--model", "model.xml"});
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.errors, "vhdx: model.xml: " + reason + "\n");
-    }
-
-    CTemporaryFolder m_folder;
-};
+using ModelIdentity = CSavedModelTest;
 
 TEST_F(ModelIdentity, OfTheSameFileIsTaken) {
     Save(DynamicDisk());

@@ -2,50 +2,21 @@
 
 #include "tools/vhdx/saved_model.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "tests/support/temporary_folder.h"
 #include "tests/tool/chain_disks.h"
+#include "tests/tool/saved_model.h"
 #include "tests/tool/test_disks.h"
-#include "tests/tool/vhdx_command.h"
 
 namespace NTest {
 namespace {
 
 using CArguments = std::vector<std::string>;
 
-class SavedModel : public testing::Test {
+class SavedModel : public CSavedModelTest {
 protected:
-    CChildResult Run(const CArguments& arguments) const {
-        return RunVhdxIn(m_folder.Path(), arguments);
-    }
-
-    void Save(const CImageBuilder& disk) const {
-        disk.Build().WriteTo(m_folder / "disk.vhdx");
-        const CChildResult result = Run({"save", "disk.vhdx", "model.xml"});
-        ASSERT_EQ(result.status, 0) << result.errors;
-        ASSERT_EQ(result.output, "");
-    }
-
-    /// Puts another disk in the place of the one that was saved, as if nobody had changed it since.
-    void PutInPlace(const CImageBuilder& disk) const {
-        const auto time = std::filesystem::last_write_time(m_folder / "disk.vhdx");
-        disk.Build().WriteTo(m_folder / "disk.vhdx");
-        std::filesystem::last_write_time(m_folder / "disk.vhdx", time);
-    }
-
-    std::string Content(const std::string& name) const {
-        std::ifstream file(m_folder / name, std::ios::binary);
-        return std::string((std::istreambuf_iterator<char>(file)), {});
-    }
-
     /// Changes the saved model.
     void Replace(const std::string& from, const std::string& to) const {
         std::string text = Content("model.xml");
@@ -54,24 +25,6 @@ protected:
         std::ofstream(m_folder / "model.xml", std::ios::binary)
             << text.replace(place, from.size(), to);
     }
-
-    std::vector<std::string> Files() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(m_folder.Path())) {
-            names.push_back(entry.path().filename().string());
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-    void ExpectRefusal(const std::string& reason) const {
-        const CChildResult result = Run({"map", "disk.vhdx", "--model", "model.xml"});
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(result.output, "");
-        EXPECT_EQ(result.errors, "vhdx: model.xml: " + reason + "\n");
-    }
-
-    CTemporaryFolder m_folder;
 };
 
 /// The document is text and ends its line as the platform does.
@@ -243,7 +196,7 @@ TEST_F(SavedModel, ReportsALimitOfTheFilesSizeAndLeavesNothingBehind) {
     options.largestFile = 512;
     const CChildResult result = RunVhdx({"save", "disk.vhdx", "model.xml"}, options);
     EXPECT_EQ(result.errors, "vhdx: model.xml: cannot be written: write error\n");
-    EXPECT_EQ(Files(), std::vector<std::string>{"disk.vhdx"});
+    EXPECT_EQ(NamesIn(m_folder.Path()), std::vector<std::string>{"disk.vhdx"});
 }
 
 TEST_F(SavedModel, IsNotWrittenToADevice) {
@@ -264,7 +217,8 @@ TEST_F(SavedModel, IsNeitherWrittenToStandardOutputNorReadFromStandardInput) {
     EXPECT_EQ(read.status, 1);
     EXPECT_EQ(read.errors,
               "vhdx: -: a model has its identity beside it, and standard input has none\n");
-    EXPECT_EQ(Files(), (std::vector<std::string>{"disk.vhdx", "model.xml", "model.xml.identity"}));
+    EXPECT_EQ(NamesIn(m_folder.Path()),
+              (std::vector<std::string>{"disk.vhdx", "model.xml", "model.xml.identity"}));
 }
 
 TEST_F(SavedModel, IsRefusedWhereItIsNotUsed) {

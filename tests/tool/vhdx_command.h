@@ -3,6 +3,7 @@
 
 /// Runs the command that was built.
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -23,6 +24,16 @@ inline CChildResult RunVhdxIn(const std::filesystem::path& folder,
     CChildOptions options;
     options.folder = folder;
     return RunVhdx(arguments, options);
+}
+
+/// The names in a folder, sorted.
+inline std::vector<std::string> NamesIn(const std::filesystem::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 }  // namespace NTest
