@@ -10,6 +10,7 @@
 #include <vector>
 
 #include <vhdx_parser/accessor.h>
+#include <vhdx_parser/byte_stream.h>
 
 #include "tests/support/character_types.h"
 #include "tests/support/image_builder.h"
@@ -54,7 +55,8 @@ inline std::vector<CTraceLine> LinesOfReading(const std::filesystem::path& path)
     CTraceCapture trace;
     std::basic_ifstream<unsigned char> stream;
     NVHDX::CAccessor accessor;
-    if (NFile::OpenForReading(stream, path.string()) && accessor.Entry(stream)) {
+    NByteStream::Imbue(stream);
+    if (NFile::OpenForReading(stream, path.wstring()) && accessor.Entry(stream)) {
         NVHDX::NMetadata::CParent parent;
         (void)accessor.Retrieve(parent, stream);
     }

@@ -150,7 +150,8 @@ TYPED_TEST(ChainBuilder, LeavesTheSourcesAloneOnFailure) {
 }
 
 TYPED_TEST(ChainBuilder, TakesTheFolderWithOrWithoutASeparatorAtItsEnd) {
-    const fs::path sub(u8"my vms \u00FC\u65E5 .d");
+    const fs::path sub =
+        NTest::hasEveryName<TypeParam> ? fs::path(u8"my vms \u00FC\u65E5 .d") : "my vms .d";
     fs::create_directory(this->m_folder / sub);
     this->m_folder.AddBase(sub / "base disk.vhdx");
     this->m_folder.AddChild(sub / "a.avhdx", u"base disk.vhdx");
@@ -171,11 +172,29 @@ TYPED_TEST(ChainBuilder, LinksWideNamesBeyondAscii) {
     const fs::path base(u8"Pr\u00FCfung \u65E5.vhdx");
     this->m_folder.AddBase(base);
     this->m_folder.AddChild("a.avhdx", u"Pr\u00FCfung \u65E5.vhdx");
-    if constexpr (sizeof(TypeParam) == 1) {
+    if constexpr (!NTest::hasEveryName<TypeParam>) {
+        // The base has no narrow name that finds it again, and is not passed over.
+        this->ExpectFailure({Line(3, "opening file error")});
+    } else if constexpr (sizeof(TypeParam) == 1) {
         // A narrow parent name keeps low bytes only, which are not the bytes of the file's name.
         this->ExpectFailure({});
     } else {
         this->ExpectChains({{base, "a.avhdx"}});
+    }
+}
+
+TYPED_TEST(ChainBuilder, LinksWideNamesOutsideTheBasicPlane) {
+    // The disk keeps the name as UTF-16, where it has two units more than in UTF-32.
+    const fs::path base(u8"\U0001F4BE \U0001F5C4.vhdx");
+    this->m_folder.AddBase(base);
+    this->m_folder.AddChild("a.avhdx", u"\U0001F4BE \U0001F5C4.vhdx");
+    this->m_folder.AddChild("b.avhdx", u"a.avhdx");
+    if constexpr (!NTest::hasEveryName<TypeParam>) {
+        this->ExpectFailure({Line(3, "opening file error")});
+    } else if constexpr (sizeof(TypeParam) == 1) {
+        this->ExpectFailure({});
+    } else {
+        this->ExpectChains({{base, "b.avhdx", "a.avhdx"}});
     }
 }
 
@@ -271,5 +290,50 @@ TYPED_TEST(ChainBuilder, WorksWithoutATraceWriter) {
     EXPECT_FALSE(this->Build());
     EXPECT_EQ(this->m_sources.size(), 1u);
 }
+
+#if !defined(_WIN32)
+
+TYPED_TEST(ChainBuilder, TakesNamesThatAreNoUtf8) {
+    this->m_folder.AddBase("\xFF.vhdx");
+    this->m_folder.AddBase("a.vhdx");
+    this->m_folder.AddChild("b.avhdx", u"a.vhdx");
+    std::ofstream(this->m_folder / "\xC3(") << "no disk";
+    ASSERT_TRUE(this->Build());
+    const auto inFolder = this->Folder() + TypeParam('\\');
+    const auto odd = sizeof(TypeParam) == 1 ? TypeParam('\xFF') : TypeParam(0xDCFF);
+    EXPECT_EQ(this->Paths(),
+              (std::vector<std::vector<std::basic_string<TypeParam>>>{
+                  {inFolder + Text<TypeParam>("a.vhdx"), inFolder + Text<TypeParam>("b.avhdx")},
+                  {inFolder + odd + Text<TypeParam>(".vhdx")}}));
+}
+
+TYPED_TEST(ChainBuilder, OpensNoOtherFileForANameThatHoldsABackslash) {
+    // The path of the item is that of a file in a folder as well, beside this folder or in it.
+    const fs::path folder = this->m_folder / "vm";
+    const auto text = PathText<TypeParam>(folder);
+    fs::create_directories(folder / "a");
+    fs::create_directory(this->m_folder / "vm\\a");
+    this->m_folder.AddBase("vm\\a/b.vhdx");
+    this->m_folder.AddBase("vm/a/b.vhdx");
+    this->m_folder.AddBase("vm/a\\b.vhdx");
+    for (const char* const separator : {"", "/", "\\"}) {
+        NTest::CTraceCapture trace;
+        EXPECT_FALSE(this->Build(text + Text<TypeParam>(separator)));
+        EXPECT_EQ(trace.Lines(), (std::vector{Line(3, "opening file error")}));
+    }
+    fs::rename(folder / "a\\b.vhdx", folder / "a\\b");  // no disk by its name
+    this->m_folder.AddBase("vm/c.vhdx");
+    EXPECT_TRUE(this->Build(text));
+}
+
+TYPED_TEST(ChainBuilder, TakesAFolderWhoseOwnNameHoldsABackslash) {
+    fs::create_directory(this->m_folder / "odd\\vm\\");
+    this->m_folder.AddBase("odd\\vm\\/disk.vhdx");
+    const auto folder = this->Folder() + Text<TypeParam>("/odd\\vm\\/");
+    ASSERT_TRUE(this->Build(folder));
+    EXPECT_EQ(*this->m_sources[0].base->path, folder + Text<TypeParam>("disk.vhdx"));
+}
+
+#endif
 
 }  // namespace

@@ -77,9 +77,13 @@ TYPED_TEST(FolderWalk, SortsNamesBeyondAsciiBehindAscii) {
     this->CreateFile(kanji);
     this->CreateFile(umlaut);
     this->CreateFile("z.vhdx");
-    const std::vector<std::basic_string<TypeParam>> expected{
-        Text<TypeParam>("z.vhdx"), PathText<TypeParam>(umlaut), PathText<TypeParam>(kanji)};
-    EXPECT_EQ(this->Names(this->Folder()), expected);
+    if constexpr (NTest::hasEveryName<TypeParam>) {
+        const std::vector<std::basic_string<TypeParam>> expected{
+            Text<TypeParam>("z.vhdx"), PathText<TypeParam>(umlaut), PathText<TypeParam>(kanji)};
+        EXPECT_EQ(this->Names(this->Folder()), expected);
+    } else {
+        EXPECT_EQ(this->Names(this->Folder()).size(), 3u);
+    }
 }
 
 TYPED_TEST(FolderWalk, TellsFoldersFromFilesAndTheirSizes) {
@@ -196,13 +200,26 @@ TYPED_TEST(FolderWalk, LeavesTheRestOfTheFoldersTextAlone) {
     EXPECT_EQ(this->Names(text + TypeParam('/')), this->Texts({"a"}));
 }
 
-TYPED_TEST(FolderWalk, ReportsNamesThatEncodeNothingAsBytesOrNotAtAll) {
+TYPED_TEST(FolderWalk, ReportsBytesThatEncodeNothing) {
     this->CreateFile("a");
-    this->CreateFile("\xFF");
+    this->CreateFile("\xFF.vhdx");
     if constexpr (sizeof(TypeParam) == 1) {
-        EXPECT_EQ(this->Names(this->Folder()), this->Texts({"a", "\xFF"}));
+        EXPECT_EQ(this->Names(this->Folder()), this->Texts({"a", "\xFF.vhdx"}));
     } else {
-        EXPECT_TRUE(this->IsRefused(this->Folder()));
+        EXPECT_EQ(this->Names(this->Folder()),
+                  (std::vector<std::wstring>{L"a", wchar_t(0xDCFF) + std::wstring(L".vhdx")}));
+    }
+}
+
+TYPED_TEST(FolderWalk, TakesAFolderWhoseBytesEncodeNothing) {
+    const fs::path odd = this->m_folder / "\xFF";
+    fs::create_directory(odd);
+    std::ofstream(odd / "a");
+    const auto inFolder = this->Folder() + TypeParam('/');
+    if constexpr (sizeof(TypeParam) == 1) {
+        EXPECT_EQ(this->Names(inFolder + "\xFF"), this->Texts({"a"}));
+    } else {
+        EXPECT_EQ(this->Names(inFolder + wchar_t(0xDCFF)), this->Texts({"a"}));
     }
 }
 

@@ -53,11 +53,10 @@ TYPED_TEST(Path, WithAZeroCharacterIsNone) {
 }
 
 TYPED_TEST(Path, KeepsCharactersBeyondAscii) {
-    const std::filesystem::path native(u8"Pr\u00FCfung/\u65E5\u672C.vhdx");
-    const auto text = NTest::PathText<TypeParam>(native);
-    EXPECT_EQ(NPath::ToNative(text), native);
-    EXPECT_EQ(NPath::NameFromNative<TypeParam>(native),
-              NTest::PathText<TypeParam>(u8"\u65E5\u672C.vhdx"));
+    if constexpr (NTest::hasEveryName<TypeParam>) {
+        const std::filesystem::path native(u8"Pr\u00FCfung/\u65E5\u672C.vhdx");
+        EXPECT_EQ(NPath::ToNative(NTest::PathText<TypeParam>(native)), native);
+    }
 }
 
 #if !defined(_WIN32)
@@ -67,9 +66,8 @@ TEST(WidePath, IsNoneWhenACharacterHasNoEncoding) {
     EXPECT_EQ(NPath::FolderToNative(std::wstring{L'a', wchar_t(0x7FFFFFFF)}), std::nullopt);
 }
 
-TEST(WidePath, HasNoNameForBytesThatEncodeNothing) {
-    EXPECT_EQ(NPath::NameFromNative<wchar_t>("folder/\xFF.vhdx"), std::nullopt);
-    EXPECT_EQ(NPath::NameFromNative<char>("folder/\xFF.vhdx"), "\xFF.vhdx");
+TEST(WidePath, TurnsLoneSurrogatesBackIntoTheBytesThatTheyStandFor) {
+    EXPECT_EQ(NPath::ToNative(std::wstring{L'a', L'\\', wchar_t(0xDCFF)}), "a/\xFF");
 }
 
 #endif

@@ -22,7 +22,12 @@ std::basic_string<TChar> Text(std::string_view ascii) {
     return std::basic_string<TChar>(ascii.begin(), ascii.end());
 }
 
-/// The path as the library is given it; where native names are UTF-8, wide ones are UTF-32.
+/// Whether every name of the platform has this form; narrow ones of Windows are in a code page.
+template <class TChar>
+constexpr bool hasEveryName = sizeof(TChar) > 1 || sizeof(std::filesystem::path::value_type) == 1;
+
+/// The path as the library is given it; where native names are UTF-8, wide ones are UTF-32. A path
+/// beyond ASCII only where every name has the form.
 template <class TChar>
 std::basic_string<TChar> PathText(const std::filesystem::path& path) {
     if constexpr (sizeof(TChar) == 4) {

@@ -123,6 +123,16 @@ TEST_F(WideNames, EverySpellingOfTheFolderIsTaken) {
     }
 }
 
+TEST_F(WideNames, APathThatWindowsTakesAsItStandsIsTaken) {
+    // As the paths of snapshots and devices begin, which no call but the opening one understands.
+    const std::wstring folder = L"\\\\?\\" + fs::path(m_folder).make_preferred().wstring();
+    std::vector<CWideChain> chains;
+    ASSERT_NO_FATAL_FAILURE(Build(chains, folder));
+    EXPECT_EQ(*chains[0].base->path, folder + L"\\" + baseName);
+    CWideCircuit circuit;
+    EXPECT_TRUE(NDifferencingVirtualMerge::Prepare(circuit, chains[0]));
+}
+
 TEST_F(WideNames, AFolderRelativeToTheCurrentOneIsTaken) {
     const fs::path before = fs::current_path();
     fs::current_path(m_folder.parent_path());

@@ -90,14 +90,28 @@ bool ReadCandidate(std::vector<CChainCandidate<TChar>>& candidates, std::basic_s
     return true;
 }
 
+namespace {
+
+/// A name that holds a separator, as POSIX allows, would be taken apart in the path and lead to
+/// another file.
+template <class TChar>
+bool ReadItem(std::vector<CChainCandidate<TChar>>& candidates,
+              const std::basic_string<TChar>& folder, const std::basic_string<TChar>& name) {
+    if (NPath::FindLastSeparator(name) != name.npos) {
+        return Fail("opening file error");
+    }
+    return ReadCandidate(candidates, NPath::Join(folder, name));
+}
+
+}  // namespace
+
 template <class TChar>
 bool ReadCandidates(std::vector<CChainCandidate<TChar>>& candidates,
                     const std::basic_string<TChar>& folder) {
     return NSystem::for_each_item_in_folder(
         folder, nullptr,
         [&](bool&, bool isFolder, std::basic_string<TChar>& name, const NSystem::CFileAttributes&) {
-            return isFolder || !HasDiskExtension(name) ||
-                   ReadCandidate(candidates, NPath::Join(folder, name));
+            return isFolder || !HasDiskExtension(name) || ReadItem(candidates, folder, name);
         });
 }
 

@@ -14,9 +14,10 @@ template <class TChar>
 struct CChainCandidate {
     bool present = true;  ///< false once it was taken into a chain
     std::shared_ptr<CFileObject<TChar>> file;
-    std::basic_string<TChar> name;        ///< the file's own name, without its folder
-    bool differencing = false;            ///< the disk has a parent locator
-    std::basic_string<TChar> parentName;  ///< the parent's file name; empty for a base disk
+    std::basic_string<TChar> name;  ///< the file's own name, without its folder
+    bool differencing = false;      ///< the disk has a parent locator
+    /// The parent's file name, a character for each unit of UTF-16; empty for a base disk.
+    std::basic_string<TChar> parentName;
 };
 
 /// Moves the candidate out of its list, where an absent record stays behind.

@@ -3,12 +3,16 @@
 #include <algorithm>
 #include <map>
 #include <queue>
-#include <string_view>
+#include <string>
 #include <thread>
 #include <utility>
 
+#include "vhdx_parser/foundation/native_text.h"
+
 namespace NVHDX {
 namespace {
+
+using NNativeText::ToCompare;
 
 /// Positions in the list of the candidates that wait for a parent, in list order, by the parent's
 /// name. Ordered, because names come from files and could be chosen to collide in a hash table.
@@ -31,7 +35,7 @@ TWaiting<TChar> QueueByParent(const std::vector<CChainCandidate<TChar>>& candida
     TWaiting<TChar> waiting;
     for (std::size_t i = 0; i < candidates.size(); ++i) {
         if (candidates[i].present) {
-            waiting[candidates[i].parentName].push(i);
+            waiting[ToCompare(candidates[i].parentName)].push(i);
         }
     }
     return waiting;
@@ -42,9 +46,9 @@ template <class TChar>
 std::size_t Extend(TChain<TChar>& chain, TWaiting<TChar>& waiting,
                    std::vector<CChainCandidate<TChar>>& candidates) {
     const std::size_t before = chain.size();
-    for (auto children = waiting.find(chain.back().name);
-         children != waiting.end() && !children->second.empty();
-         children = waiting.find(chain.back().name)) {
+    const auto childrenOfTip = [&] { return waiting.find(ToCompare(chain.back().name)); };
+    for (auto children = childrenOfTip(); children != waiting.end() && !children->second.empty();
+         children = childrenOfTip()) {
         chain.push_back(Take(candidates[children->second.front()]));
         children->second.pop();
     }
@@ -55,14 +59,15 @@ std::size_t Extend(TChain<TChar>& chain, TWaiting<TChar>& waiting,
 
 template <class TChar>
 bool EveryParentIsPresent(const std::vector<CChainCandidate<TChar>>& candidates) {
-    std::map<std::basic_string_view<TChar>, std::size_t> namesakes;
+    std::map<std::basic_string<TChar>, std::size_t> namesakes;
     for (const CChainCandidate<TChar>& candidate : candidates) {
-        ++namesakes[candidate.name];
+        ++namesakes[ToCompare(candidate.name)];
     }
     return std::all_of(candidates.begin(), candidates.end(),
                        [&](const CChainCandidate<TChar>& candidate) {
-                           const auto parents = namesakes.find(candidate.parentName);
-                           const std::size_t self = candidate.parentName == candidate.name ? 1 : 0;
+                           const auto parent = ToCompare(candidate.parentName);
+                           const auto parents = namesakes.find(parent);
+                           const std::size_t self = parent == ToCompare(candidate.name) ? 1 : 0;
                            return !candidate.differencing ||
                                   (parents != namesakes.end() && parents->second > self);
                        });

@@ -27,10 +27,9 @@ public:
     bool HasFailed() const;
 
     /// The item's name without its folder.
-    std::filesystem::path Name() const;
+    std::filesystem::path::string_type Name() const;
 
-    /// A link has the attributes of what it leads to. An item that cannot be looked at, such as a
-    /// link to nothing, is a file without content.
+    /// See `NSystem::CFileAttributes`. No item is opened for them.
     NSystem::CFileAttributes Attributes() const;
 
 private:

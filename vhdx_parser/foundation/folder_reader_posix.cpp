@@ -55,9 +55,12 @@ struct CFolderReader::CState {
 
 CFolderReader::CFolderReader(const std::filesystem::path& folder)
     : m_state(std::make_unique<CState>()) {
-    m_state->folder.reset(opendir(folder.c_str()));
-    if (m_state->folder == nullptr) {
-        RaiseWhenMemoryRanOut(errno);
+    errno = 0;
+    DIR* const opened = opendir(folder.c_str());
+    const int error = errno;
+    m_state->folder.reset(opened);
+    if (opened == nullptr) {
+        RaiseWhenMemoryRanOut(error);
         m_state->hasFailed = true;
     }
 }
@@ -78,7 +81,7 @@ bool CFolderReader::HasFailed() const {
     return m_state->hasFailed;
 }
 
-std::filesystem::path CFolderReader::Name() const {
+std::string CFolderReader::Name() const {
     return m_state->item->d_name;
 }
 

@@ -17,83 +17,50 @@ struct CCloseSearch {
     void operator()(HANDLE search) const { FindClose(search); }
 };
 
-struct CCloseHandle {
-    using pointer = HANDLE;
-    void operator()(HANDLE file) const { CloseHandle(file); }
-};
-
 bool IsOfTheFolderItself(std::wstring_view name) {
     return name == L"." || name == L"..";
 }
 
-/// Whether the last call found no further item, and nothing else went wrong.
-bool IsAtEnd() {
-    const DWORD error = GetLastError();
+/// Whether a call found no further item, and nothing else went wrong.
+bool IsEnd(DWORD error) {
     if (error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_OUTOFMEMORY) {
         throw std::bad_alloc();
     }
     return error == ERROR_NO_MORE_FILES || error == ERROR_FILE_NOT_FOUND;
 }
 
-bool IsFolder(DWORD attributes) {
-    return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
-bool IsLink(DWORD attributes) {
-    return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-}
-
-/// Asks the file itself, or what a link leads to: a folder knows the size that a file had when
-/// somebody closed it last.
-NSystem::CFileAttributes Look(const std::filesystem::path& path) {
-    const HANDLE opened = CreateFileW(path.c_str(), FILE_READ_ATTRIBUTES,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
-    if (opened == INVALID_HANDLE_VALUE) {
-        return {};
-    }
-    const std::unique_ptr<HANDLE, CCloseHandle> file(opened);
-    BY_HANDLE_FILE_INFORMATION information = {};
-    if (GetFileInformationByHandle(file.get(), &information) == 0) {
-        return {};
-    }
-    NSystem::CFileAttributes attributes;
-    attributes.isFolder = IsFolder(information.dwFileAttributes);
-    if (!attributes.isFolder) {
-        attributes.size = std::uint64_t{information.nFileSizeHigh} << 32 | information.nFileSizeLow;
-    }
-    return attributes;
-}
-
 }  // namespace
 
 struct CFolderReader::CState {
-    std::filesystem::path folder;
+    std::filesystem::path everything;              ///< the pattern of all items
     std::unique_ptr<HANDLE, CCloseSearch> search;  ///< null before the first item
     WIN32_FIND_DATAW item = {};
     bool hasFailed = false;
 
     /// False at the end and after a failure.
     bool Read() {
-        const bool found =
-            search == nullptr ? ReadFirst() : FindNextFileW(search.get(), &item) != 0;
-        hasFailed = !found && !IsAtEnd();
-        return found;
+        const DWORD error = search == nullptr ? ReadFirst() : ReadNext();
+        hasFailed = error != ERROR_SUCCESS && !IsEnd(error);
+        return error == ERROR_SUCCESS;
     }
 
-    bool ReadFirst() {
-        const HANDLE opened = FindFirstFileW((folder / L"*").c_str(), &item);
+    DWORD ReadFirst() {
+        const HANDLE opened = FindFirstFileW(everything.c_str(), &item);
         if (opened == INVALID_HANDLE_VALUE) {
-            return false;
+            return GetLastError();
         }
         search.reset(opened);
-        return true;
+        return ERROR_SUCCESS;
+    }
+
+    DWORD ReadNext() {
+        return FindNextFileW(search.get(), &item) != 0 ? ERROR_SUCCESS : GetLastError();
     }
 };
 
 CFolderReader::CFolderReader(const std::filesystem::path& folder)
     : m_state(std::make_unique<CState>()) {
-    m_state->folder = folder;
+    m_state->everything = folder / L"*";
     m_state->hasFailed = folder.empty();
 }
 
@@ -114,18 +81,19 @@ bool CFolderReader::HasFailed() const {
     return m_state->hasFailed;
 }
 
-std::filesystem::path CFolderReader::Name() const {
+std::wstring CFolderReader::Name() const {
     return m_state->item.cFileName;
 }
 
 NSystem::CFileAttributes CFolderReader::Attributes() const {
-    const DWORD listed = m_state->item.dwFileAttributes;
-    if (IsFolder(listed) && !IsLink(listed)) {
-        NSystem::CFileAttributes folder;
-        folder.isFolder = true;
-        return folder;
+    const WIN32_FIND_DATAW& item = m_state->item;
+    NSystem::CFileAttributes attributes;
+    // That of a link to a folder says so too.
+    attributes.isFolder = (item.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    if (!attributes.isFolder) {
+        attributes.size = std::uint64_t{item.nFileSizeHigh} << 32 | item.nFileSizeLow;
     }
-    return Look(m_state->folder / m_state->item.cFileName);
+    return attributes;
 }
 
 }  // namespace NFolder

@@ -8,6 +8,7 @@
 
 #include "vhdx_parser/foundation/folder_reader.h"
 #include "vhdx_parser/foundation/name_mask.h"
+#include "vhdx_parser/foundation/native_text.h"
 #include "vhdx_parser/foundation/path.h"
 
 namespace NSystem {
@@ -30,7 +31,7 @@ std::optional<std::vector<CItem<TChar>>> ReadItems(const std::filesystem::path& 
     std::vector<CItem<TChar>> items;
     NFolder::CFolderReader reader(folder);
     while (reader.Next()) {
-        auto name = NPath::NameFromNative<TChar>(reader.Name());
+        auto name = NNativeText::ToText<TChar>(reader.Name());
         if (!name) {
             return std::nullopt;
         }

@@ -1,66 +1,32 @@
 #include "vhdx_parser/foundation/path.h"
 
-#include <system_error>
 #include <utility>
+
+#include "vhdx_parser/foundation/native_text.h"
 
 namespace NPath {
 namespace {
 
 namespace fs = std::filesystem;
 
-/// Runs a conversion between names and native paths, which throws when characters are missing.
-template <class TConversion>
-auto Convert(TConversion conversion) -> std::optional<decltype(conversion())> {
-    try {
-        return conversion();
-    } catch (const std::system_error&) {
+template <class TString>
+std::size_t LastSeparatorByCharacters(const TString& path) {
+    using TChar = typename TString::value_type;
+    const TChar separators[] = {TChar('\\'), TChar('/'), TChar()};
+    return path.find_last_of(separators);
+}
+
+template <class TChar>
+std::optional<fs::path> ConvertPath(const std::basic_string<TChar>& path) {
+    auto native = path.find(TChar()) == path.npos ? NNativeText::FromText(path) : std::nullopt;
+    if (!native) {
         return std::nullopt;
     }
-}
-
-/// Where native names are bytes, wide names stand for UTF-8. `std::filesystem` says so of UTF-32
-/// only: for `wchar_t`, libstdc++ asks the "C" locale, which has no characters beyond ASCII.
-constexpr bool wideIsUtf32 = sizeof(fs::path::value_type) == 1 && sizeof(wchar_t) == 4;
-
-/// Where native names are wide, libstdc++ gives narrow names as UTF-8, but takes them as the "C"
-/// locale does, so that a name that it gave would not find its file again.
-#if defined(__GLIBCXX__)
-constexpr bool narrowIsUtf8 = sizeof(fs::path::value_type) > 1;
-#else
-constexpr bool narrowIsUtf8 = false;
-#endif
-
-template <class TChar>
-fs::path PathOf(const std::basic_string<TChar>& text) {
-    if constexpr (wideIsUtf32 && sizeof(TChar) == 4) {
-        return std::u32string(text.begin(), text.end());
-    } else if constexpr (narrowIsUtf8 && sizeof(TChar) == 1) {
-        return std::u8string(text.begin(), text.end());
-    } else {
-        return text;
+    const std::size_t separator = LastSeparatorByCharacters(*native);
+    if (separator != native->npos) {
+        (*native)[separator] = fs::path::preferred_separator;
     }
-}
-
-template <class TChar>
-std::basic_string<TChar> TextOf(const fs::path& path) {
-    if constexpr (wideIsUtf32 && sizeof(TChar) == 4) {
-        const std::u32string text = path.u32string();
-        return std::basic_string<TChar>(text.begin(), text.end());
-    } else {
-        return path.string<TChar>();
-    }
-}
-
-template <class TChar>
-std::optional<fs::path> ConvertPath(std::basic_string<TChar> path) {
-    if (path.find(TChar()) != path.npos) {
-        return std::nullopt;
-    }
-    const std::size_t separator = FindLastSeparator(path);
-    if (separator != path.npos) {
-        path[separator] = static_cast<TChar>(fs::path::preferred_separator);
-    }
-    return Convert([&path] { return PathOf(path); });
+    return fs::path(std::move(*native));
 }
 
 /// A separator at the end makes "D:" the root of the drive, as it is in a joined path, and not the
@@ -72,12 +38,20 @@ std::optional<fs::path> ConvertFolder(const std::basic_string<TChar>& folder) {
 
 }  // namespace
 
-std::optional<fs::path> ToNative(std::string path) {
-    return ConvertPath(std::move(path));
+std::size_t FindLastSeparator(const std::string& path) {
+    return NNativeText::FindLastSeparator(path);
 }
 
-std::optional<fs::path> ToNative(std::wstring path) {
-    return ConvertPath(std::move(path));
+std::size_t FindLastSeparator(const std::wstring& path) {
+    return LastSeparatorByCharacters(path);
+}
+
+std::optional<fs::path> ToNative(const std::string& path) {
+    return ConvertPath(path);
+}
+
+std::optional<fs::path> ToNative(const std::wstring& path) {
+    return ConvertPath(path);
 }
 
 std::optional<fs::path> FolderToNative(const std::string& folder) {
@@ -87,13 +61,5 @@ std::optional<fs::path> FolderToNative(const std::string& folder) {
 std::optional<fs::path> FolderToNative(const std::wstring& folder) {
     return ConvertFolder(folder);
 }
-
-template <class TChar>
-std::optional<std::basic_string<TChar>> NameFromNative(const fs::path& path) {
-    return Convert([&path] { return TextOf<TChar>(path.filename()); });
-}
-
-template std::optional<std::string> NameFromNative<char>(const fs::path& path);
-template std::optional<std::wstring> NameFromNative<wchar_t>(const fs::path& path);
 
 }  // namespace NPath

@@ -12,21 +12,13 @@
 
 namespace NPath {
 
-template <class TChar>
-bool IsSeparator(TChar character) {
-    return character == TChar('\\') || character == TChar('/');
-}
+/// The position of the last separator, or `npos`.
+std::size_t FindLastSeparator(const std::string& path);
+std::size_t FindLastSeparator(const std::wstring& path);
 
 template <class TChar>
 bool EndsInSeparator(const std::basic_string<TChar>& path) {
-    return !path.empty() && IsSeparator(path.back());
-}
-
-/// The position of the last separator, or `npos`.
-template <class TChar>
-std::size_t FindLastSeparator(const std::basic_string<TChar>& path) {
-    const TChar separators[] = {TChar('\\'), TChar('/'), TChar()};
-    return path.find_last_of(separators);
+    return !path.empty() && FindLastSeparator(path) == path.size() - 1;
 }
 
 /// `folder`, a '\' unless it is empty or ends in a separator, and `name`.
@@ -41,16 +33,13 @@ std::basic_string<TChar> Join(std::basic_string<TChar> folder,
 
 /// The path under which the platform knows `path`. Absent when the text is no path of the platform:
 /// it holds a zero character, or characters that its encoding does not have.
-std::optional<std::filesystem::path> ToNative(std::string path);
-std::optional<std::filesystem::path> ToNative(std::wstring path);
+std::optional<std::filesystem::path> ToNative(const std::string& path);
+std::optional<std::filesystem::path> ToNative(const std::wstring& path);
 
-/// The path under which the platform knows `folder`, with or without a separator at its end.
+/// The path under which the platform knows `folder`, with a separator at its end unless it is
+/// empty.
 std::optional<std::filesystem::path> FolderToNative(const std::string& folder);
 std::optional<std::filesystem::path> FolderToNative(const std::wstring& folder);
-
-/// The last part of `path`. Absent when `TChar` cannot express it.
-template <class TChar>
-std::optional<std::basic_string<TChar>> NameFromNative(const std::filesystem::path& path);
 
 }  // namespace NPath
 
