@@ -24,9 +24,20 @@ struct CFileObject {
     CAccessor accessor;
     std::uint64_t size = 0xFFFFFFFFFFFFFFFF;  ///< bytes; all ones until the file was opened
 
-    /// Opens the file and its container. The library's own step while it builds a chain; hosts get
-    /// files that are open already, and the shared library does not show it.
-    [[nodiscard]] bool Open(std::shared_ptr<std::basic_string<TChar>> pathToOpen);
+    /// Prepares the stream for the side that makes the object, host or library: each of them looks
+    /// its own preparation up.
+    CFileObject() { NByteStream::Imbue(stream); }
+
+    /// Opens the file and its container, for a chain that the host puts together from files that it
+    /// knows. `file_system.h` says in which encoding paths are.
+    ///
+    /// The last '\' or '/' of the path separates the folder from the name, on every platform. So on
+    /// POSIX a file whose own name holds a backslash cannot be opened: its path is read as that of
+    /// a file in a folder. Nothing but a regular file is opened there.
+    ///
+    /// False, with `path` and `size` as they were, when there is no path, when the file cannot be
+    /// opened or is no container (the trace tells why), and when it was open already.
+    [[nodiscard]] VHDX_PARSER_API bool Open(std::shared_ptr<std::basic_string<TChar>> pathToOpen);
 };
 
 namespace NSnapshotCircuit {

@@ -1,4 +1,5 @@
 #include <filesystem>
+#include <locale>
 #include <memory>
 #include <string>
 
@@ -58,6 +59,20 @@ TYPED_TEST(FileObject, AnswersRequestsWhenOpened) {
     NVHDX::NMetadata::CVirtualDiskSize diskSize;
     EXPECT_TRUE(this->m_file.accessor.Retrieve(diskSize, this->m_file.stream));
     EXPECT_EQ(diskSize.size, 16777216u);
+}
+
+TYPED_TEST(FileObject, LeavesTheLocaleOfItsStreamAlone) {
+    const std::locale before = this->m_file.stream.getloc();
+    ASSERT_TRUE(this->m_file.Open(this->PathOf("disk.vhdx")));
+    EXPECT_EQ(this->m_file.stream.getloc(), before);
+    EXPECT_EQ(this->m_file.stream.rdbuf()->getloc(), before);
+}
+
+TYPED_TEST(FileObject, RefusesNoPathWithoutALine) {
+    NTest::CTraceCapture trace;
+    EXPECT_FALSE(this->m_file.Open(nullptr));
+    EXPECT_TRUE(trace.Lines().empty());
+    this->ExpectUntouched();
 }
 
 TYPED_TEST(FileObject, RefusesAMissingFileWithoutALine) {

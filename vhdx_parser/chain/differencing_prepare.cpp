@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include <vhdx_parser/byte_stream.h>
 #include <vhdx_parser/differencing_merge.h>
 
 #include "vhdx_parser/blocks/sector_bitmap_state.h"
@@ -48,6 +49,7 @@ template <class TChar>
 bool LoadBitmap(const CBlockChunk& chunk, const std::basic_string<TChar>& path,
                 CSectorBitmap& bitmap) {
     std::basic_ifstream<unsigned char> stream;
+    NByteStream::Imbue(stream);
     return NFile::OpenForReading(stream, path) && chunk.LoadSectorBitmap(stream, bitmap.bits);
 }
 

@@ -9,6 +9,9 @@ namespace NVHDX {
 
 template <class TChar>
 bool CFileObject<TChar>::Open(std::shared_ptr<std::basic_string<TChar>> pathToOpen) {
+    if (pathToOpen == nullptr) {
+        return false;
+    }
     // A stream that is open already fails to open again but is still open; its fail bit then makes
     // the container's first read fail.
     NFile::OpenForReading(stream, *pathToOpen);
@@ -26,7 +29,7 @@ bool CFileObject<TChar>::Open(std::shared_ptr<std::basic_string<TChar>> pathToOp
     return true;
 }
 
-template struct CFileObject<char>;
-template struct CFileObject<wchar_t>;
+template bool CFileObject<char>::Open(std::shared_ptr<std::string>);
+template bool CFileObject<wchar_t>::Open(std::shared_ptr<std::wstring>);
 
 }  // namespace NVHDX

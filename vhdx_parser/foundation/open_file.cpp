@@ -4,8 +4,6 @@
 #include <optional>
 #include <system_error>
 
-#include <vhdx_parser/byte_stream.h>
-
 #include "vhdx_parser/foundation/path.h"
 
 namespace NFile {
@@ -29,7 +27,6 @@ bool Open(std::basic_ifstream<unsigned char>& stream, const std::optional<fs::pa
         stream.setstate(std::ios_base::failbit);
         return false;
     }
-    NByteStream::Imbue(stream);
     stream.open(*path, std::ios_base::in | std::ios_base::binary);
     return stream.is_open();
 }
