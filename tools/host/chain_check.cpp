@@ -1,7 +1,6 @@
 #include "host/chain_check.h"
 
 #include <set>
-#include <system_error>
 
 #include <vhdx_parser/accessor.h>
 
@@ -9,6 +8,7 @@
 #include "host/locator_path.h"
 #include "host/parent_linkage.h"
 #include "host/parent_search.h"
+#include "host/path_query.h"
 
 namespace NVHDXHost {
 
@@ -18,12 +18,6 @@ namespace fs = std::filesystem;
 using NVHDX::NMetadata::CParent;
 
 constexpr auto Where = "parent locator";
-
-fs::path Canonical(const fs::path& path) {
-    std::error_code error;
-    const fs::path canonical = fs::canonical(path, error);
-    return error ? path : canonical;
-}
 
 std::string ParentText(const CParent& locator) {
     const auto entry = locator.entries.find(CParent::formatRelativePath);

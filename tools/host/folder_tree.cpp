@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <set>
-#include <system_error>
 
 #include <vhdx_parser/accessor.h>
 #include <vhdx_parser/file_system.h>
@@ -12,6 +11,7 @@
 #include "host/library_name.h"
 #include "host/locator_path.h"
 #include "host/parent_search.h"
+#include "host/path_query.h"
 
 namespace NVHDXHost {
 
@@ -19,10 +19,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool IsDiskName(const std::string& name) {
-    std::string extension;
+bool IsDiskName(const CPlatformName& name) {
+    CPlatformName extension;
     return NSystem::ExtractFileExt(extension, name) &&
-           (extension == "vhdx" || extension == "avhdx");
+           (fs::path(extension) == "vhdx" || fs::path(extension) == "avhdx");
 }
 
 /// Why the file's metadata cannot be had; empty when it can.
@@ -47,10 +47,10 @@ std::string ReadMetadata(CReplayStream& stream, CFolderFile& file) {
     return {};
 }
 
-CFolderFile ReadFile(const fs::path& folder, const std::string& name, CReplayStream::EMode mode) {
+CFolderFile ReadFile(const fs::path& folder, const fs::path& name, CReplayStream::EMode mode) {
     CFolderFile file;
-    file.name = name;
-    file.path = folder / PathFromLibrary(name);
+    file.name = TextFromPath(name);
+    file.path = folder / name;
     CReplayStream stream(file.path, mode);
     file.replay = stream.Result();
     file.problem = ReadMetadata(stream, file);
@@ -60,13 +60,6 @@ CFolderFile ReadFile(const fs::path& folder, const std::string& name, CReplayStr
         }
     }
     return file;
-}
-
-/// One name for a file, however it is reached.
-fs::path Canonical(const fs::path& path) {
-    std::error_code error;
-    const fs::path canonical = fs::canonical(path, error);
-    return error ? path : canonical;
 }
 
 std::string ParentText(const CFolderFile& file) {
@@ -91,8 +84,8 @@ std::optional<CFolderTree> CFolderTree::Scan(const fs::path& folder, CReplayStre
 bool CFolderTree::FindFiles(const fs::path& folder, CReplayStream::EMode mode) {
     std::vector<CLibraryView> views;
     const bool complete = NSystem::for_each_item_in_folder(
-        folder.string(), nullptr,
-        [&](bool&, bool isFolder, std::string& name, const NSystem::CFileAttributes&) {
+        folder.native(), nullptr,
+        [&](bool&, bool isFolder, CPlatformName& name, const NSystem::CFileAttributes&) {
             if (!isFolder && IsDiskName(name)) {
                 m_files.push_back(ReadFile(folder, name, mode));
                 views.push_back(ViewAsLibrary(folder, name));

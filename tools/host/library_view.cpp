@@ -16,8 +16,12 @@ using NVHDX::NMetadata::CParent;
 /// The text that the relative path must begin with: the parent lies in the same folder.
 constexpr std::wstring_view SameFolder = L".\\";
 
-/// Low bytes only, deliberately: names beyond Latin-1 do not survive it.
-std::string Narrow(std::wstring_view text) {
+/// As the builder compares it: narrow, deliberately, by low bytes only, which names beyond Latin-1
+/// do not survive.
+std::string NameOf(std::wstring_view text) {
+    if constexpr (sizeof(CPlatformLetter) > 1) {
+        return TextFromLocator(std::wstring(text));
+    }
     std::string narrow;
     for (const wchar_t character : text) {
         narrow += static_cast<char>(static_cast<unsigned char>(character & 0xFF));
@@ -35,7 +39,7 @@ std::string ReadParentName(const CParent& locator, CLibraryView& view) {
         return "it names its parent by " + QuotedText(TextFromLocator(path)) +
                ", and the library follows nothing but \".\\\" and a file name";
     }
-    view.parentName = Narrow(std::wstring_view(path).substr(SameFolder.size()));
+    view.parentName = NameOf(std::wstring_view(path).substr(SameFolder.size()));
     return {};
 }
 
@@ -58,10 +62,10 @@ std::string Read(const std::filesystem::path& path, CLibraryView& view) {
 
 }  // namespace
 
-CLibraryView ViewAsLibrary(const std::filesystem::path& folder, const std::string& name) {
+CLibraryView ViewAsLibrary(const std::filesystem::path& folder, const std::filesystem::path& name) {
     CLibraryView view;
-    view.name = name;
-    view.refusal = Read(folder / PathFromLibrary(name), view);
+    view.name = TextFromPath(name);
+    view.refusal = Read(folder / name, view);
     return view;
 }
 

@@ -12,11 +12,11 @@ struct CLibraryView {
     std::string name;
     std::string refusal;  ///< why the builder fails for this file; empty when it does not
     bool differencing = false;
-    std::string parentName;  ///< narrowed as the builder narrows it: low bytes only
+    std::string parentName;  ///< of low bytes only where the builder is given narrow names
 };
 
 [[nodiscard]] CLibraryView ViewAsLibrary(const std::filesystem::path& folder,
-                                         const std::string& name);
+                                         const std::filesystem::path& name);
 
 }  // namespace NVHDXHost
 

@@ -93,8 +93,11 @@ std::string TextFromLocator(const std::wstring& text) {
 }
 
 std::string TextFromPath(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return std::string(text.begin(), text.end());
+#if defined(_WIN32)
+    return TextFromLocator(path.native());
+#else
+    return path.native();
+#endif
 }
 
 std::string QuotedText(const std::string& text) {

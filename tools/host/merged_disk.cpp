@@ -2,23 +2,16 @@
 
 #include <numeric>
 #include <set>
-#include <system_error>
 
 #include "host/locator_path.h"
 #include "host/parent_search.h"
+#include "host/path_query.h"
 
 namespace NVHDXHost {
 
 namespace {
 
 namespace fs = std::filesystem;
-
-/// One name for a file, however it is reached.
-fs::path Canonical(const fs::path& path) {
-    std::error_code error;
-    const fs::path canonical = fs::canonical(path, error);
-    return error ? path : canonical;
-}
 
 /// How the child names its parent, for people, and a blank; nothing when it does not.
 std::string ParentText(const CDiskLayer& child) {

@@ -7,6 +7,8 @@
 
 #include <vhdx_parser/byte_stream.h>
 
+#include "host/path_query.h"
+
 namespace NVHDXHost {
 
 namespace {
@@ -21,7 +23,7 @@ std::string NotOpened(const std::error_code& error) {
 
 std::string WhyNoFile(const fs::path& path) {
     std::error_code error;
-    switch (fs::status(path, error).type()) {
+    switch (KindOf(path, error)) {
         case fs::file_type::regular:
         case fs::file_type::block:
             return {};

@@ -7,8 +7,7 @@
 #include <optional>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
+#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command.h"
 #include "tools/vhdx/disk.h"
 

@@ -4,12 +4,13 @@
 #include <string_view>
 #include <system_error>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "host/disk_check.h"
 #include "host/locator_path.h"
+#include "host/path_query.h"
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/output.h"
@@ -77,9 +78,8 @@ int RunCheck(const CCheckOptions& options) {
     COutput output = COutput::Standard();
     CFindingPrinter printer(output, options.json);
     const auto report = [&printer](const CCheckFinding& finding) { printer.Print(finding); };
-    std::error_code none;
     std::string error;
-    const bool isFolder = std::filesystem::is_directory(source, none);
+    const bool isFolder = NVHDXHost::IsFolder(source);
     if (!isFolder) {
         CheckIsFile(options.source);
     }

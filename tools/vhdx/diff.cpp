@@ -17,8 +17,8 @@ namespace {
 
 using namespace NVHDX::NDifferencingVirtualMerge;
 
-using CCircuit = CFileDataCircuit<char>;
-using CPath = std::shared_ptr<std::string>;
+using CCircuit = CFileDataCircuit<NVHDXHost::CPlatformLetter>;
+using CPath = std::shared_ptr<NVHDXHost::CPlatformName>;
 
 constexpr std::uint64_t noOffset = 0xFFFFFFFFFFFFFFFF;
 
@@ -184,7 +184,7 @@ private:
     std::string_view m_placeKey;
     COutput m_output;
     std::string_view m_separator = "[\n  ";
-    std::map<const std::string*, std::string> m_files;
+    std::map<const NVHDXHost::CPlatformName*, std::string> m_files;
 };
 
 void PrintDifferences(const CDiffOptions& options, const CCircuit& circuit) {
@@ -202,11 +202,11 @@ void PrintAnswers(const CDiffOptions& options, const CCircuit& circuit) {
     if (*options.length > longestRange) {
         throw CFailure("a range of more than 1 GiB has too many sectors; ask for parts of it");
     }
-    std::vector<CGetDifferentialResult<char>> answers;
+    std::vector<CGetDifferentialResult<NVHDXHost::CPlatformLetter>> answers;
     GetDifferential(answers, *options.offset, *options.length, circuit);
     CRecordPrinter printer(options, "base offset", "base_offset");
     std::uint64_t place = *options.offset;
-    for (const CGetDifferentialResult<char>& answer : answers) {
+    for (const CGetDifferentialResult<NVHDXHost::CPlatformLetter>& answer : answers) {
         printer.Print(place, answer.path, answer.offset, answer.length);
         place += answer.length;
     }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/merged_reader.h"
+#include "host/path_query.h"
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/merged_source.h"
@@ -41,10 +42,14 @@ void CheckOutput(const std::string& output, const NVHDXHost::CMergedDisk& disk) 
         CheckNotRead(output, layer.path);
     }
     std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(PathOf(output), error);
-    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
-        !std::filesystem::is_directory(status)) {
-        throw CFailure(output, "only a file can be written, no device and no pipe");
+    switch (NVHDXHost::KindOf(PathOf(output), error)) {
+        case std::filesystem::file_type::none:
+        case std::filesystem::file_type::not_found:
+        case std::filesystem::file_type::regular:
+        case std::filesystem::file_type::directory:
+            return;
+        default:
+            throw CFailure(output, "only a file can be written, no device and no pipe");
     }
 }
 

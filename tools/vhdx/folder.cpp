@@ -5,6 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "host/locator_path.h"
+#include "host/path_query.h"
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"
@@ -18,14 +20,14 @@ namespace fs = std::filesystem;
 
 void CheckFolder(const fs::path& folder) {
     std::error_code error;
-    const fs::file_status status = fs::status(folder, error);
-    if (status.type() == fs::file_type::not_found) {
+    const fs::file_type kind = NVHDXHost::KindOf(folder, error);
+    if (kind == fs::file_type::not_found) {
         throw CFailure("there is no such folder");
     }
-    if (status.type() == fs::file_type::none) {
+    if (kind == fs::file_type::none) {
         throw CFailure(error.message());
     }
-    if (status.type() != fs::file_type::directory) {
+    if (kind != fs::file_type::directory) {
         throw CFailure("this is not a folder");
     }
 }
@@ -65,20 +67,21 @@ std::vector<CChain> LinkChains(const std::string& folder, const NVHDXHost::CFold
         throw NotLinked(tree.Linking());
     }
     std::vector<CChain> chains;
-    if (!NVHDX::NSnapshotCircuit::NBuilder::DoIt(chains, folder)) {
+    if (!NVHDX::NSnapshotCircuit::NBuilder::DoIt(chains, PathOf(folder).native())) {
         throw CFailure(trace.FailureOr("the library cannot link these disks"));
     }
     return chains;
 }
 
-std::string NameIn(const std::string& opened) {
-    std::string name;
-    return NSystem::ExtractFileFolderAndName(nullptr, &name, opened) ? name : opened;
+std::string NameIn(const NVHDXHost::CPlatformName& opened) {
+    NVHDXHost::CPlatformName name;
+    return NVHDXHost::TextFromPath(
+        NSystem::ExtractFileFolderAndName(nullptr, &name, opened) ? name : opened);
 }
 
-std::string NativePath(const std::string& folder, const std::string& opened) {
-    const std::u8string path = (PathOf(folder) / PathOf(NameIn(opened))).generic_u8string();
-    return std::string(path.begin(), path.end());
+std::string NativePath(const std::string& folder, const NVHDXHost::CPlatformName& opened) {
+    const std::filesystem::path path = PathOf(folder) / PathOf(NameIn(opened));
+    return NVHDXHost::TextFromPath(path.generic_string<NVHDXHost::CPlatformLetter>());
 }
 
 std::string JsonText(const std::string& text) {

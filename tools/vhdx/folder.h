@@ -8,9 +8,10 @@
 #include <vector>
 
 #include <vhdx_parser/vhdx_parser.h>
-#include <CLI/CLI.hpp>
 
 #include "host/folder_tree.h"
+#include "host/library_name.h"
+#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command.h"
 #include "tools/vhdx/trace_writer.h"
 
@@ -23,7 +24,7 @@ struct CFolderOptions {
     NVHDXHost::CReplayStream::EMode logMode = NVHDXHost::CReplayStream::replayLog;
 };
 
-using CChainFile = std::shared_ptr<NVHDX::CFileObject<char>>;
+using CChainFile = std::shared_ptr<NVHDX::CFileObject<NVHDXHost::CPlatformLetter>>;
 using CChain = NVHDX::NSnapshotCircuit::CSource<CChainFile>;
 
 /// FOLDER, --trace and --no-replay.
@@ -50,10 +51,10 @@ std::vector<CChain> LinkChains(const std::string& folder, const NVHDXHost::CFold
                                const CTraceWriter& trace);
 
 /// The path of a file that the library opened: it shows a '\' between folder and name everywhere.
-std::string NativePath(const std::string& folder, const std::string& opened);
+std::string NativePath(const std::string& folder, const NVHDXHost::CPlatformName& opened);
 
 /// The name in such a path.
-std::string NameIn(const std::string& opened);
+std::string NameIn(const NVHDXHost::CPlatformName& opened);
 
 /// A JSON string, in ASCII; what is no UTF-8 becomes U+FFFD.
 std::string JsonText(const std::string& text);

@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
-
+#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"

@@ -3,9 +3,10 @@
 #include <system_error>
 
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
 #include "host/locator_path.h"
+#include "host/path_query.h"
+#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/notes.h"
@@ -28,7 +29,8 @@ using CMergedPointer = std::shared_ptr<const NVHDXHost::CMergedDisk>;
 CMergedPointer Open(const CDiskOptions& options, const CChainOptions& chain, bool withParents) {
     const std::filesystem::path file = ChosenFile(options.file, chain.disk);
     std::error_code missing;
-    if (!std::filesystem::exists(file, missing)) {
+    const std::filesystem::file_type kind = NVHDXHost::KindOf(file, missing);
+    if (kind == std::filesystem::file_type::not_found || kind == std::filesystem::file_type::none) {
         throw CFailure(NVHDXHost::TextFromPath(file), "there is no such file");
     }
     NVHDXHost::CMergeOptions merge;
@@ -59,8 +61,7 @@ void AddChainArguments(CLI::App& command, CChainOptions& chain) {
 }
 
 std::filesystem::path ChosenFile(const std::string& source, const std::string& disk) {
-    std::error_code error;
-    const bool isFolder = std::filesystem::is_directory(PathOf(source), error);
+    const bool isFolder = NVHDXHost::IsFolder(PathOf(source));
     if (isFolder && disk.empty()) {
         throw CFailure("this is a folder; --disk NAME says which of its disks is meant");
     }

@@ -10,8 +10,10 @@
 #include "tools/vhdx/windows_file.h"
 #endif
 
+#include "host/path_query.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"
+#include "tools/vhdx/file_place.h"
 
 namespace NTool {
 
@@ -30,27 +32,22 @@ std::FILE* OpenToWrite(const fs::path& path, bool mustBeNew) {
 #endif
 }
 
-/// The place that a link leads to, so that the link itself stays.
-fs::path Resolved(const fs::path& path) {
-    std::error_code error;
-    const fs::path target = fs::canonical(path, error);
-    return error ? path : target;
-}
-
 }  // namespace
 
 void CheckNotRead(const std::string& output, const fs::path& source) {
-    std::error_code error;
-    if (fs::equivalent(PathOf(output), source, error)) {
+    if (NVHDXHost::AreSameFile(PathOf(output), source)) {
         throw CFailure(output, "this is the disk file that is read");
     }
 }
 
 COutputFile::COutputFile(const std::string& path, const std::string& source, EReplace replace)
-    : m_name(path), m_replace(replace), m_path(Resolved(PathOf(path))) {
+    : m_name(path),
+      m_replace(replace),
+      // The place that a link leads to, so that the link itself stays.
+      m_path(NVHDXHost::Canonical(PathOf(path))) {
     CheckNotRead(path, PathOf(source));
     std::error_code error;
-    switch (fs::status(m_path, error).type()) {
+    switch (NVHDXHost::KindOf(m_path, error)) {
         case fs::file_type::directory:
             throw CFailure(m_name, "this is a folder");
         case fs::file_type::regular:
@@ -71,8 +68,7 @@ COutputFile::~COutputFile() {
         static_cast<void>(std::fclose(m_file));
     }
     if (!m_temporary.empty()) {
-        std::error_code error;
-        fs::remove(m_temporary, error);
+        RemoveQuietly(m_temporary);
     }
 }
 
@@ -115,29 +111,20 @@ void COutputFile::Commit() {
 }
 
 void COutputFile::TakePlace() {
-    std::error_code error;
-    const fs::file_status older = fs::status(m_path, error);
-    if (older.type() == fs::file_type::regular) {
+    std::error_code unknown;
+    if (NVHDXHost::KindOf(m_path, unknown) == fs::file_type::regular) {
         if (m_replace == mustBeNew) {
             FailExisting();
         }
-        fs::permissions(m_temporary, older.permissions(), error);
+        CopyPermissions(m_path, m_temporary);
     }
-    if (m_replace == mustBeNew) {
-        // Unlike renaming, linking never replaces a file that came up meanwhile. Where the file
-        // system has no links, the check above has to do.
-        fs::create_hard_link(m_temporary, m_path, error);
-        if (!error) {
-            fs::remove(m_temporary, error);
-            return;
-        }
-        if (error == std::errc::file_exists) {
-            FailExisting();
-        }
+    const int error = m_replace == mustBeNew ? MoveToFreePlace(m_temporary, m_path)
+                                             : MoveOver(m_temporary, m_path);
+    if (error == EEXIST && m_replace == mustBeNew) {
+        FailExisting();
     }
-    fs::rename(m_temporary, m_path, error);
-    if (error) {
-        m_output->Fail(error.value());
+    if (error != 0) {
+        m_output->Fail(error);
     }
 }
 

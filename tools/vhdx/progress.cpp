@@ -7,8 +7,8 @@
 #include <utility>
 
 #include <fmt/format.h>
-#include <CLI/CLI.hpp>
 
+#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
 

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "host/path_query.h"
 #include "tools/vhdx/block_runs.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/library_document.h"
@@ -89,7 +90,7 @@ CModel Deserialize(const fs::path& path) {
 
 void CheckKind(const fs::path& path) {
     std::error_code error;
-    switch (fs::status(path, error).type()) {
+    switch (NVHDXHost::KindOf(path, error)) {
         case fs::file_type::not_found:
             throw CFailure("there is no such file");
         case fs::file_type::directory:

@@ -4,8 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include <CLI/CLI.hpp>
-
+#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/disk.h"
 
 namespace NTool {

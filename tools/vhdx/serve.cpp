@@ -12,9 +12,8 @@
 #include "tools/vhdx/socket_place.h"
 #endif
 
-#include <CLI/CLI.hpp>
-
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/merged_source.h"
 

@@ -6,7 +6,8 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <system_error>
+
+#include "host/windows_error.h"
 
 namespace NTool {
 
@@ -34,11 +35,8 @@ DWORD CreationOf(EOpening opening) {
     }
 }
 
-/// The value of `errno` that stands for the last error of Windows.
 int LastError() {
-    const std::error_code error(static_cast<int>(GetLastError()), std::system_category());
-    const std::error_condition condition = error.default_error_condition();
-    return condition.category() == std::generic_category() ? condition.value() : EIO;
+    return NVHDXHost::ErrorNumber(GetLastError());
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
 #include "vhdx_parser/foundation/folder_reader.h"
 
-#include <cstdint>
 #include <new>
 #include <string_view>
 
 #include <windows.h>
+
+#include "vhdx_parser/foundation/listed_item.h"
 
 // Why not the standard library's iterator: that of MinGW makes each item's path in a function that
 // lets no exception out, and so ends the process when memory runs out.
@@ -86,14 +87,7 @@ std::wstring CFolderReader::Name() const {
 }
 
 NSystem::CFileAttributes CFolderReader::Attributes() const {
-    const WIN32_FIND_DATAW& item = m_state->item;
-    NSystem::CFileAttributes attributes;
-    // That of a link to a folder says so too.
-    attributes.isFolder = (item.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    if (!attributes.isFolder) {
-        attributes.size = std::uint64_t{item.nFileSizeHigh} << 32 | item.nFileSizeLow;
-    }
-    return attributes;
+    return AttributesOf(m_state->item);
 }
 
 }  // namespace NFolder

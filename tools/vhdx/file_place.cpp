@@ -1,0 +1,76 @@
+#include "tools/vhdx/file_place.h"
+
+#include <system_error>
+
+#if defined(_WIN32)
+#include <windows.h>
+
+#include "host/windows_error.h"
+#endif
+
+namespace NTool {
+
+namespace fs = std::filesystem;
+
+#if defined(_WIN32)
+
+namespace {
+
+int Move(const fs::path& file, const fs::path& place, DWORD flags) {
+    return MoveFileExW(file.c_str(), place.c_str(), flags) != 0
+               ? 0
+               : NVHDXHost::ErrorNumber(GetLastError());
+}
+
+}  // namespace
+
+int MoveOver(const fs::path& file, const fs::path& place) {
+    return Move(file, place, MOVEFILE_REPLACE_EXISTING);
+}
+
+int MoveToFreePlace(const fs::path& file, const fs::path& place) {
+    return Move(file, place, 0);
+}
+
+void RemoveQuietly(const fs::path& file) noexcept {
+    (void)DeleteFileW(file.c_str());
+}
+
+/// Windows refuses to replace a file that is read-only, and knows no other permissions here.
+void CopyPermissions(const fs::path&, const fs::path&) {}
+
+#else
+
+int MoveOver(const fs::path& file, const fs::path& place) {
+    std::error_code error;
+    fs::rename(file, place, error);
+    return error.value();
+}
+
+int MoveToFreePlace(const fs::path& file, const fs::path& place) {
+    // Unlike renaming, linking never replaces a file that came up meanwhile.
+    std::error_code error;
+    fs::create_hard_link(file, place, error);
+    if (!error) {
+        RemoveQuietly(file);
+        return 0;
+    }
+    return error == std::errc::file_exists ? error.value() : MoveOver(file, place);
+}
+
+void RemoveQuietly(const fs::path& file) noexcept {
+    std::error_code error;
+    fs::remove(file, error);
+}
+
+void CopyPermissions(const fs::path& older, const fs::path& file) {
+    std::error_code error;
+    const fs::file_status status = fs::status(older, error);
+    if (!error) {
+        fs::permissions(file, status.permissions(), error);
+    }
+}
+
+#endif
+
+}  // namespace NTool
