@@ -3,6 +3,18 @@
 
 /// Folder and path helpers, for narrow and for wide names. Names are compared and cut as they
 /// stand: no case folding, no normalisation.
+///
+/// On Windows the wide form is the one to use: it has every name. Narrow names are in the code page
+/// in which `fopen` and `std::ifstream` of the process take theirs: UTF-8 where the C locale is in
+/// it, else the ANSI code page, or the OEM one after `SetFileApisToOEM`. A name that the code page
+/// cannot hold is reported with '?' in place of what is missing; no file has such a name, so that
+/// nothing is found under it. Separators are sought by characters: the second byte of a character
+/// is none.
+///
+/// Where the platform's names are bytes, narrow names are these bytes. Wide names are their UTF-8
+/// as code points, and each byte that is no UTF-8 is the lone surrogate 0xDC00 + byte, which stands
+/// for that byte again when it is part of a path. In a path a pair of surrogates, as UTF-16 has it,
+/// is one character too.
 
 #include <cstdint>
 #include <functional>
@@ -14,8 +26,10 @@ namespace NSystem {
 
 /// What is known of an item of a folder without opening it.
 struct CFileAttributes {
-    bool isFolder = false;
-    std::uint64_t size = 0;  ///< bytes; 0 for anything but a regular file
+    bool isFolder = false;  ///< so is a link to a folder; one to nothing is a file
+    /// Bytes; 0 for anything but a regular file. On Windows as the folder lists it: of a file that
+    /// is being written the size that it had when it was closed last, of a link 0.
+    std::uint64_t size = 0;
 };
 
 /// Stores the text after the last '.' of an item's name, without the dot. False when the name has
@@ -36,10 +50,9 @@ struct CFileAttributes {
 /// callback may set for its own use, whether the item is a folder, the item's name, its attributes.
 ///
 /// `folder` may end in a separator. `mask` (null: every item) is a file name pattern with '*' for
-/// any characters of the string and '?' for one. Where native names are bytes, wide names are their
-/// UTF-8 read as code points. Returns false as soon as the callback returns false, and, before the
-/// first call, when the folder cannot be read or a name in it cannot be expressed in the character
-/// type; true when every item was accepted. An exception from the callback passes out.
+/// any characters of the string and '?' for one. Returns false as soon as the callback returns
+/// false, and, before the first call, when the folder cannot be read; true when every item was
+/// accepted. An exception from the callback passes out.
 [[nodiscard]] VHDX_PARSER_API bool for_each_item_in_folder(
     const std::string& folder, const std::string* mask,
     std::function<bool(bool&, bool, std::string&, const CFileAttributes&)> callback);

@@ -15,7 +15,8 @@
 namespace NVHDX {
 
 /// One opened disk file, always held through `std::shared_ptr`. The file stays open for the
-/// object's lifetime. The stream belongs to one thread at a time.
+/// object's lifetime. Other processes may read and write it meanwhile; on Windows they cannot delete
+/// or rename it. The stream belongs to one thread at a time.
 template <class TChar>
 struct CFileObject {
     /// Folder, separator and name, as the file was opened; empty until it was.
@@ -54,9 +55,12 @@ namespace NBuilder {
 /// Opens every file of `folder` whose extension is exactly "vhdx" or "avhdx", links each
 /// differencing disk to the file that its parent locator's "relative_path" (".\" and a file name)
 /// names, and appends one chain for each base disk to `sources`, in the order of the file names.
+/// `file_system.h` says in which encoding names are; the wide form finds every parent, the narrow
+/// one keeps the low byte of each character of a parent's name.
 ///
 /// False, with `sources` unchanged, when the folder cannot be read or holds no disk, when any of
-/// its disks cannot be opened, or when a parent is missing. Does not return when a differencing
+/// its disks cannot be opened, or when a parent is missing. A disk cannot be opened, either, when
+/// its name holds a backslash, as POSIX allows, or has no narrow form on Windows. Does not return when a differencing
 /// disk can never be attached: two disks with one parent, a cycle, or a parent that is not its
 /// chain's tip.
 [[nodiscard]] VHDX_PARSER_API bool DoIt(

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Installs the build into a prefix, moves the prefix away, and uses what lies there from outside.
 #
-# usage: check_install.sh package|pkg-config|command BUILD_FOLDER COMPILER LIBRARY_FOLDER
+# usage: check_install.sh package|pkg-config|command BUILD_FOLDER COMPILER LIBRARY_FOLDER [MAKE_CHAIN]
 set -euo pipefail
 
-way=$1 build=$2 compiler=$3 library_folder=$4
+way=$1 build=$2 compiler=$3 library_folder=$4 make_chain=${5:-}
 project=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/../.." && pwd)
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
@@ -17,9 +17,11 @@ diff -r "$project/include" "$prefix/include"
 by_cmake_package() {
     cmake -S "$project/tests/install/package" -B "$folder/build" -G Ninja \
         -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" \
-        -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DEXAMPLE="$project/examples/read_range.cpp"
+        -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF -DEXAMPLES="$project/examples"
     cmake --build "$folder/build"
     bash "$project/examples/check_read_range.sh" "$folder/build/read_range"
+    [ -z "$make_chain" ] ||
+        bash "$project/examples/check_two_folders.sh" "$folder/build/two_folders" "$make_chain"
 }
 
 by_pkg_config() {
