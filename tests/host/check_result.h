@@ -27,7 +27,7 @@ struct CCheckResult {
         }
         return kinds;
     }
-    /// "kind at where: text"
+    /// "kind at where"
     std::vector<std::string> Lines() const {
         std::vector<std::string> lines;
         for (const auto& finding : findings) {
@@ -35,6 +35,14 @@ struct CCheckResult {
             lines.push_back(line.append(" at ").append(finding.where));
         }
         return lines;
+    }
+    /// "kind at where: text"
+    std::vector<std::string> Sentences() const {
+        std::vector<std::string> sentences = Lines();
+        for (std::size_t i = 0; i < findings.size(); ++i) {
+            sentences[i].append(": ").append(findings[i].text);
+        }
+        return sentences;
     }
 };
 
@@ -68,19 +76,28 @@ inline CCheckResult Check(const CSparseImage& image) {
     return result;
 }
 
+/// The findings of one disk: "kind at where: text".
+inline std::vector<std::string> Sentences(const CImageBuilder& builder) {
+    return Check(builder.Build()).Sentences();
+}
+
 /// The findings of one disk: "kind at where".
 inline std::vector<std::string> Findings(const CImageBuilder& builder) {
     return Check(builder.Build()).Lines();
 }
 
-/// The same for a differencing disk whose parent stands beside it.
-inline std::vector<std::string> ChildFindings(const CImageBuilder& builder) {
+/// What is found in a differencing disk whose parent stands beside it.
+inline CCheckResult CheckChild(const CImageBuilder& builder) {
     const CTemporaryFolder folder;
     CImageBuilder().Build().WriteTo(folder / "parent.vhdx");
     builder.Build().WriteTo(folder / "disk.avhdx");
     const CCheckResult result = CheckFileAt(folder / "disk.avhdx");
     EXPECT_TRUE(result.checked) << result.error;
-    return result.Lines();
+    return result;
+}
+
+inline std::vector<std::string> ChildFindings(const CImageBuilder& builder) {
+    return CheckChild(builder).Lines();
 }
 
 }  // namespace NTest

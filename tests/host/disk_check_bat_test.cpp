@@ -81,11 +81,16 @@ TEST(DiskCheckBat, WantsOfTheLastBlockOnlyWhatTheDiskHas) {
                 ElementsAre(Block("block-past-end", 1)));
 }
 
-TEST(DiskCheckBat, FindsReservedBits) {
-    EXPECT_THAT(Findings(Dynamic().PayloadBlock(1, 6, 4, 1)),
-                ElementsAre(Block("block-misaligned", 1)));
-    EXPECT_THAT(Findings(Dynamic().RawBatEntry(1, 4 * MiB | 1 << 19 | 6)),
-                ElementsAre(Block("block-misaligned", 1)));
+TEST(DiskCheckBat, FindsReservedBitsOfBlocksInEveryState) {
+    constexpr auto text = ": the reserved bits 3 to 19 of the entry are not 0";
+    EXPECT_THAT(Sentences(Dynamic().PayloadBlock(1, 6, 4, 1)),
+                ElementsAre(Block("block-reserved", 1) + text));
+    EXPECT_THAT(Sentences(Dynamic().RawBatEntry(1, 4 * MiB | 1 << 19 | 6)),
+                ElementsAre(Block("block-reserved", 1) + text));
+    for (const unsigned state : {0u, 1u, 2u, 3u}) {
+        EXPECT_THAT(Sentences(Dynamic().PayloadBlock(1, state, 0, 1)),
+                    ElementsAre(Block("block-reserved", 1) + text));
+    }
 }
 
 TEST(DiskCheckBat, FindsTwoBlocksInOnePlace) {
@@ -156,8 +161,12 @@ TEST(DiskCheckBat, FindsSectorBitmapsThatAreNone) {
                 ElementsAre(Chunk0("bitmap-in-header")));
     EXPECT_THAT(ChildFindings(Child().SectorBitmapBlock(0, 6, 8)),
                 ElementsAre(Chunk0("bitmap-past-end")));
-    EXPECT_THAT(ChildFindings(Child().SectorBitmapBlock(0, 6, 5, 1)),
-                ElementsAre(Chunk0("bitmap-misaligned")));
+    for (const unsigned state : {0u, 6u}) {
+        EXPECT_THAT(
+            CheckChild(Child().SectorBitmapBlock(0, state, state == 0 ? 0 : 5, 1)).Sentences(),
+            ElementsAre(Chunk0("bitmap-reserved") +
+                        ": the reserved bits 3 to 19 of the entry are not 0"));
+    }
 }
 
 TEST(DiskCheckBat, FindsASectorBitmapWithoutParent) {

@@ -90,6 +90,19 @@ TEST(DiskCheckHeader, FindsUnknownVersionsInTheCurrentHeader) {
         IsEmpty());
 }
 
+TEST(DiskCheckHeader, FindsReservedBytesInEachCopy) {
+    const auto first = [](CHeader& header) { header.reserved = {0, 0, 1, 1}; };
+    const auto last = [](CHeader& header) {
+        header.reserved = CBytes(4016);
+        header.reserved.back() = 1;
+    };
+    EXPECT_THAT(Sentences(CImageBuilder().EditHeader(0, first).EditHeader(1, last)),
+                ElementsAre("header-reserved at offset 65618: the reserved area of this copy of "
+                            "the header is not 0 throughout",
+                            "header-reserved at offset 135167: the reserved area of this copy of "
+                            "the header is not 0 throughout"));
+}
+
 TEST(DiskCheckHeader, FindsALogThatNeedsReplayAndChecksTheDiskAsItIsThen) {
     // The entry puts the state right that the table has wrong.
     CBytes page(4096);

@@ -52,6 +52,82 @@ TEST(DiskCheckMetadata, FindsAnUnknownItemOnlyWhereItIsRequired) {
     EXPECT_THAT(Findings(with(0)), IsEmpty());
 }
 
+TEST(DiskCheckMetadata, FindsReservedFieldsOfTheTable) {
+    constexpr auto text = ": a reserved field of the metadata table's header is not 0";
+    for (const std::uint64_t byte : {8, 9, 12, 31}) {
+        EXPECT_THAT(
+            Sentences(CImageBuilder().Bytes(2 * MiB + byte, CBytes{1})),
+            ElementsAre("metadata-reserved at offset " + std::to_string(2 * MiB + byte) + text));
+    }
+}
+
+TEST(DiskCheckMetadata, WantsThePublishedFlagsOfEachKnownItem) {
+    struct CItem {
+        CGuid guid;
+        const char* name;
+        std::uint32_t flags;
+    };
+    const std::vector<CItem> items = {{NGuid::fileParameters, "the file parameters", 4},
+                                      {NGuid::virtualDiskSize, "the virtual disk size", 6},
+                                      {NGuid::page83Data, "the page 83 identifier", 6},
+                                      {NGuid::logicalSectorSize, "the logical sector size", 6},
+                                      {NGuid::physicalSectorSize, "the physical sector size", 6},
+                                      {NGuid::parentLocator, "the parent locator", 4}};
+    std::uint64_t field = 2 * MiB + 32 + 24;
+    for (const CItem& item : items) {
+        for (const std::uint32_t flag : {1u, 2u, 4u}) {
+            const std::uint32_t wrong = item.flags ^ flag;
+            const CImageBuilder disk = CImageBuilder().Differencing().EditMetadata(
+                [&](CMetadataTable& table) { table.Find(item.guid).flags = wrong; });
+            EXPECT_THAT(CheckChild(disk).Sentences(),
+                        ElementsAre("item-flags at offset " + std::to_string(field) + ": " +
+                                    item.name + " has the flags " + std::to_string(wrong) +
+                                    " and must have " + std::to_string(item.flags) +
+                                    " (1: of a user, 2: of the virtual disk, 4: required)"));
+        }
+        field += 32;
+    }
+}
+
+TEST(DiskCheckMetadata, FindsReservedBitsAndFieldsOfAnEntry) {
+    for (const std::uint32_t bit : {3u, 31u}) {
+        EXPECT_THAT(Sentences(WithItem(NGuid::virtualDiskSize,
+                                       [bit](CMetadataItem& item) { item.flags |= 1u << bit; })),
+                    ElementsAre("item-reserved at offset 2097240: the virtual disk size: the "
+                                "reserved bits 3 to 31 of its flags are not 0"));
+    }
+    EXPECT_THAT(Sentences(CImageBuilder().Bytes(2 * MiB + 32 + 31, CBytes{1})),
+                ElementsAre("item-reserved at offset 2097212: the file parameters: the reserved "
+                            "field of its entry is not 0"));
+}
+
+TEST(DiskCheckMetadata, FindsReservedBitsOfAnUnknownItemAndNoFlags) {
+    const auto with = [](std::uint32_t flags) {
+        return CImageBuilder().EditMetadata([flags](CMetadataTable& table) {
+            CMetadataItem item;
+            item.guid = NGuid::unknown;
+            item.payload = CBytes(4);
+            item.flags = flags;
+            table.items.push_back(item);
+        });
+    };
+    EXPECT_THAT(Findings(with(3)), IsEmpty());
+    EXPECT_THAT(Sentences(with(8)),
+                ElementsAre("item-reserved at offset 2097368: the item "
+                            "{0BADF00D-1111-2222-3333-444444444444}: the reserved bits 3 to 31 of "
+                            "its flags are not 0"));
+}
+
+TEST(DiskCheckMetadata, FindsReservedBitsOfTheFileParameters) {
+    for (const std::uint32_t bit : {2u, 31u}) {
+        EXPECT_THAT(
+            Sentences(WithItem(NGuid::fileParameters,
+                               [bit](CMetadataItem& item) { Put32(item.payload, 4, 1u << bit); })),
+            ElementsAre("file-parameters-reserved at offset 2162692: the reserved bits 2 to 31 of "
+                        "the file parameters' flags are not 0"));
+    }
+}
+
 TEST(DiskCheckMetadata, FindsAnItemOutsideItsRegion) {
     const auto at = [](std::uint32_t offset) {
         return WithItem(NGuid::page83Data, [offset](CMetadataItem& item) { item.offset = offset; });

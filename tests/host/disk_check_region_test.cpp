@@ -71,6 +71,37 @@ TEST(DiskCheckRegion, FindsAnUnknownRegionOnlyWhereItIsRequired) {
     EXPECT_THAT(Findings(with(0)), IsEmpty());
 }
 
+TEST(DiskCheckRegion, FindsAReservedFieldOfEachTable) {
+    const auto set = [](CRegionTable& table) { table.reserved = 1; };
+    EXPECT_THAT(Sentences(CImageBuilder().EditRegionTables(set)),
+                ElementsAre("region-table-reserved at offset 196620: the reserved field of this "
+                            "copy of the region table is not 0",
+                            "region-table-reserved at offset 262156: the reserved field of this "
+                            "copy of the region table is not 0"));
+}
+
+TEST(DiskCheckRegion, FindsReservedBitsOfAnEntry) {
+    for (const std::uint32_t bit : {1u, 31u}) {
+        EXPECT_THAT(Sentences(WithBat([bit](CRegionEntry& bat) { bat.flags |= 1u << bit; })),
+                    ElementsAre("region-reserved at offset 196652: the block allocation table: "
+                                "the reserved bits 1 to 31 of its entry are not 0"));
+    }
+}
+
+TEST(DiskCheckRegion, FindsReservedBitsWhereTheTableIsTheSecondOne) {
+    EXPECT_THAT(
+        Findings(
+            CImageBuilder()
+                .EditRegionTable(0, [](CRegionTable& table) { table.signature = 0; })
+                .EditRegionTable(
+                    1, [](CRegionTable& table) { table.Find(NGuid::metadataRegion).flags = 3; })),
+        ElementsAre("region-table-signature at offset 196608", "region-reserved at offset 262220"));
+}
+
+TEST(DiskCheckRegion, TakesAKnownRegionThatIsNotMarkedAsRequired) {
+    EXPECT_THAT(Findings(WithBat([](CRegionEntry& bat) { bat.flags = 0; })), IsEmpty());
+}
+
 TEST(DiskCheckRegion, FindsAMisalignedRegion) {
     EXPECT_THAT(Findings(WithBat([](CRegionEntry& bat) { bat.length = 65536; })),
                 ElementsAre("region-misaligned at offset 3145728"));

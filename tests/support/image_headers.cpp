@@ -37,6 +37,7 @@ CBytes CHeader::Bytes() const {
     Put16(bytes, 66, version);
     Put32(bytes, 68, logLength);
     Put64(bytes, 72, logOffset);
+    PutBytes(bytes, 80, reserved);
     PutChecksum(bytes, checksum, bytes.size());
     return bytes;
 }
@@ -58,6 +59,7 @@ CBytes CRegionTable::Bytes() const {
     CBytes bytes(64 * KiB);
     Put32(bytes, 0, signature);
     Put32(bytes, 8, entryCount.value_or(static_cast<std::uint32_t>(entries.size())));
+    Put32(bytes, 12, reserved);
     std::size_t position = 16;
     for (const CRegionEntry& entry : entries) {
         PutBytes(bytes, position, entry.guid);

@@ -32,6 +32,7 @@ struct CHeader {
     std::uint16_t version = 1;
     std::uint32_t logLength = 1048576;
     std::uint64_t logOffset = 1048576;
+    CBytes reserved;  // from byte 80 on
 
     CBytes Bytes() const;
 };
@@ -49,6 +50,7 @@ struct CRegionTable {
     std::uint32_t signature = 0x69676572;  // "regi"
     std::optional<std::uint32_t> checksum;
     std::optional<std::uint32_t> entryCount;
+    std::uint32_t reserved = 0;
     std::vector<CRegionEntry> entries;
 
     CRegionEntry& Find(const CGuid& guid);

@@ -51,6 +51,10 @@ private:
     }
 
     void CheckEntry(const CBatEntry& entry) {
+        if (entry.ReservedBits() != 0) {
+            m_problems.Add(
+                entry.isBitmap ? CBatProblems::bitmapReserved : CBatProblems::blockReserved, entry);
+        }
         if (entry.isBitmap) {
             CheckBitmap(entry);
             m_partialInChunk = false;
@@ -78,8 +82,7 @@ private:
                 m_problems.Add(CBatProblems::partialWithoutParent, entry);
             }
         }
-        CheckPlace(entry, CBatProblems::blockInHeader, CBatProblems::blockPastEnd,
-                   CBatProblems::blockMisaligned);
+        CheckPlace(entry, CBatProblems::blockInHeader, CBatProblems::blockPastEnd);
     }
 
     void CheckBitmap(const CBatEntry& entry) {
@@ -91,12 +94,11 @@ private:
         if (m_partialInChunk && m_geometry.hasParent && entry.State() == CBatEntry::notPresent) {
             m_problems.Add(CBatProblems::bitmapMissing, entry);
         }
-        CheckPlace(entry, CBatProblems::bitmapInHeader, CBatProblems::bitmapPastEnd,
-                   CBatProblems::bitmapMisaligned);
+        CheckPlace(entry, CBatProblems::bitmapInHeader, CBatProblems::bitmapPastEnd);
     }
 
     void CheckPlace(const CBatEntry& entry, CBatProblems::EKind inHeader,
-                    CBatProblems::EKind pastEnd, CBatProblems::EKind misaligned) {
+                    CBatProblems::EKind pastEnd) {
         if (!entry.HasData()) {
             return;
         }
@@ -104,9 +106,6 @@ private:
             m_problems.Add(inHeader, entry);
         } else if (!IsInFile(entry)) {
             m_problems.Add(pastEnd, entry);
-        }
-        if (entry.ReservedBits() != 0) {
-            m_problems.Add(misaligned, entry);
         }
     }
 

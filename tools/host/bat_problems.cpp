@@ -19,8 +19,7 @@ constexpr std::array<CDescription, CBatProblems::kindCount> Descriptions = {{
      "the block claims the first MiB of the file, where the headers lie"},
     {"block-past-end", "block",
      "the block's data lies past the end of the file: it is lost, or the file was cut off"},
-    {"block-misaligned", "block",
-     "bits 3 to 19 of the entry are not 0: the position would be no multiple of 1 MiB"},
+    {"block-reserved", "block", "the reserved bits 3 to 19 of the entry are not 0"},
     {"bitmap-state", "chunk", "the state is none that a sector bitmap can have"},
     {"bitmap-without-parent", "chunk", "there is a sector bitmap, and the disk has no parent"},
     {"bitmap-missing", "chunk",
@@ -30,8 +29,7 @@ constexpr std::array<CDescription, CBatProblems::kindCount> Descriptions = {{
      "the sector bitmap claims the first MiB of the file, where the headers lie"},
     {"bitmap-past-end", "chunk",
      "the sector bitmap lies past the end of the file: it is lost, or the file was cut off"},
-    {"bitmap-misaligned", "chunk",
-     "bits 3 to 19 of the entry are not 0: the position would be no multiple of 1 MiB"},
+    {"bitmap-reserved", "chunk", "the reserved bits 3 to 19 of the entry are not 0"},
 }};
 
 }  // namespace

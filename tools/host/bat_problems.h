@@ -17,13 +17,13 @@ public:
         blockPastDisk,
         blockInHeader,
         blockPastEnd,
-        blockMisaligned,
+        blockReserved,
         bitmapState,
         bitmapWithoutParent,
         bitmapMissing,
         bitmapInHeader,
         bitmapPastEnd,
-        bitmapMisaligned,
+        bitmapReserved,
         kindCount
     };
 

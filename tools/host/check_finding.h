@@ -1,9 +1,12 @@
 #ifndef VHDX_HOST_CHECK_FINDING_H
 #define VHDX_HOST_CHECK_FINDING_H
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
+#include <span>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -60,6 +63,16 @@ std::string Sentence(const TParts&... parts) {
 
 inline std::string AtOffset(std::uint64_t position) {
     return Sentence("offset ", position);
+}
+
+/// The place of the first byte that is not 0 in a field of `bytes`; none when all are.
+inline std::optional<std::size_t> FirstSetByte(std::span<const unsigned char> bytes,
+                                               std::size_t field, std::size_t length) {
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(field);
+    const auto end = begin + static_cast<std::ptrdiff_t>(length);
+    const auto found = std::find_if(begin, end, [](unsigned char byte) { return byte != 0; });
+    return found == end ? std::nullopt
+                        : std::optional(static_cast<std::size_t>(found - bytes.begin()));
 }
 
 }  // namespace NVHDXHost

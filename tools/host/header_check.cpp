@@ -15,6 +15,7 @@ namespace {
 constexpr std::uint64_t HeaderPositions[] = {65536, 131072};
 constexpr std::uint32_t HeaderSignature = 0x64616568;  // "head"
 constexpr std::uint16_t KnownVersion = 1;
+constexpr std::size_t ReservedArea = 80;  // from here to the end of the header
 
 using CHeaderBytes = std::array<unsigned char, 4096>;
 
@@ -24,6 +25,15 @@ std::optional<CHeaderBytes> ReadSignedHeader(CByteStream& stream, std::uint64_t 
         return std::nullopt;
     }
     return bytes;
+}
+
+void CheckReservedArea(const CHeaderBytes& bytes, std::uint64_t position,
+                       const CFindingSink& findings) {
+    const auto set = FirstSetByte(bytes, ReservedArea, bytes.size() - ReservedArea);
+    if (set) {
+        findings.Add("header-reserved", AtOffset(position + *set),
+                     "the reserved area of this copy of the header is not 0 throughout");
+    }
 }
 
 /// One of the two copies, when it is valid.
@@ -41,6 +51,7 @@ std::optional<CHeaderBytes> CheckHeader(CByteStream& stream, std::uint64_t posit
                      "written to its end");
         return std::nullopt;
     }
+    CheckReservedArea(*bytes, position, findings);
     return bytes;
 }
 

@@ -8,36 +8,19 @@
 #include <vector>
 
 #include "host/little_endian.h"
-#include "host/parent_linkage.h"
+#include "host/locator_check.h"
+#include "host/metadata_entry.h"
 
 namespace NVHDXHost {
 
 namespace {
 
 constexpr std::uint64_t TableSignature = 0x617461646174656D;  // "metadata"
-constexpr std::size_t EntrySize = 32;
 constexpr std::uint64_t ItemsBegin = 65536;
 constexpr std::uint16_t MostEntries = 2047;
 constexpr std::uint32_t SmallestBlock = 1048576;
 constexpr std::uint32_t LargestBlock = 256 * SmallestBlock;
 constexpr std::uint64_t LargestDisk = std::uint64_t{64} * SmallestBlock * SmallestBlock;
-
-enum EItem { fileParameters, diskSize, page83, logicalSector, physicalSector, locator, itemCount };
-
-struct CKnownItem {
-    const char* guid;
-    const char* name;
-    std::uint32_t length;  ///< bytes; 0: any
-};
-
-constexpr std::array<CKnownItem, itemCount> KnownItems = {{
-    {"{CAA16737-FA36-4D43-B3B6-33F0AA44E76B}", "the file parameters", 8},
-    {"{2FA54224-CD1B-4876-B211-5DBED83BF4B8}", "the virtual disk size", 8},
-    {"{BECA12AB-B2E6-4523-93EF-C309E000C746}", "the page 83 identifier", 16},
-    {"{8141BF1D-A96F-4709-BA47-F233A8FAAB5F}", "the logical sector size", 4},
-    {"{CDA348C7-445D-4471-9CC9-E9885251C556}", "the physical sector size", 4},
-    {"{A8D35F2D-B30B-454D-ABF7-D3D84834AB0C}", "the parent locator", 0},
-}};
 
 class CMetadataChecker {
 public:
@@ -61,37 +44,35 @@ public:
 
 private:
     bool ReadTable() {
-        std::array<unsigned char, EntrySize> header;
+        std::array<unsigned char, MetadataEntrySize> header;
         if (!ReadAt(m_stream, m_region.begin, header) || Load64(header.data()) != TableSignature) {
             m_findings.Add("metadata-signature", AtOffset(m_region.begin),
                            "the metadata table does not begin with \"metadata\": the disk cannot "
                            "be read");
             return false;
         }
+        CheckMetadataHeader(header, m_region.begin, m_findings);
         const std::uint16_t count = Load16(header.data() + 10);
-        std::vector<unsigned char> entries(count * EntrySize);
-        if (count > MostEntries || !ReadAt(m_stream, m_region.begin + EntrySize, entries)) {
+        std::vector<unsigned char> entries(count * MetadataEntrySize);
+        const std::uint64_t begin = m_region.begin + MetadataEntrySize;
+        if (count > MostEntries || !ReadAt(m_stream, begin, entries)) {
             m_findings.Add("metadata-count", AtOffset(m_region.begin),
                            Sentence("the metadata table claims ", count,
                                     " entries, and has no room for them"));
             return false;
         }
-        for (std::uint16_t index = 0; index < count; ++index) {
-            AddEntry(entries.data() + index * EntrySize);
+        for (std::size_t at = 0; at < entries.size(); at += MetadataEntrySize) {
+            AddEntry({entries.data() + at, begin + at});
         }
         return true;
     }
 
-    void AddEntry(const unsigned char* entry) {
-        const std::string guid = TextOf(LoadGuid(entry));
-        const auto known = std::find_if(KnownItems.begin(), KnownItems.end(),
-                                        [&](const CKnownItem& one) { return guid == one.guid; });
-        const bool unknown = known == KnownItems.end();
-        const std::string name = unknown ? "the item " + guid : known->name;
-        const CFilePlace place{name, Load32(entry + 16), Load32(entry + 20)};
-        if (unknown && (Load32(entry + 24) & 4) != 0) {
+    void AddEntry(const CMetadataEntry& entry) {
+        const CFilePlace place = entry.Place();
+        CheckMetadataEntry(entry, m_findings);
+        if (entry.known == nullptr && entry.IsRequired()) {
             m_findings.Add("item-unknown", Where(place),
-                           name +
+                           entry.name +
                                " is unknown and marked as required: programs that do not know "
                                "it must refuse the file");
         }
@@ -99,17 +80,20 @@ private:
             return;
         }
         m_places.push_back(place);
-        if (unknown) {
-            return;
+        if (entry.known != nullptr) {
+            AddItem(*entry.known, place);
         }
-        if (known->length != 0 && place.length != known->length) {
+    }
+
+    void AddItem(const CKnownItem& known, const CFilePlace& place) {
+        if (known.length != 0 && place.length != known.length) {
             m_findings.Add(
                 "item-length", Where(place),
-                Sentence(name, " has ", place.length, " bytes and must have ", known->length));
+                Sentence(known.name, " has ", place.length, " bytes and must have ", known.length));
         }
-        if (!m_items.emplace(static_cast<std::size_t>(known - KnownItems.begin()), place).second) {
+        if (!m_items.emplace(static_cast<std::size_t>(&known - KnownItems.data()), place).second) {
             m_findings.Add("item-duplicate", Where(place),
-                           name + " stands in the metadata table more than once");
+                           Sentence(known.name, " stands in the metadata table more than once"));
         }
     }
 
@@ -167,13 +151,26 @@ private:
         const auto sectorSize = CheckSectorSize(logicalSector, "logical-sector-size");
         (void)CheckSectorSize(physicalSector, "physical-sector-size");
         const auto size = CheckSize(sectorSize);
-        const std::uint64_t flags = Number(fileParameters, 4, 4).value_or(0);
-        const bool hasParent = (flags & 2) != 0;
+        const bool hasParent = CheckParameterFlags();
         CheckLocator(hasParent);
         if (!blockSize || !sectorSize || !size) {
             return std::nullopt;
         }
         return CCheckedGeometry{*blockSize, *sectorSize, *size, hasParent};
+    }
+
+    /// Whether the disk has a parent.
+    bool CheckParameterFlags() {
+        constexpr std::size_t field = 4;
+        constexpr std::uint64_t leaveBlocksAllocated = 1;
+        constexpr std::uint64_t withParent = 2;
+        const std::uint64_t flags = Number(fileParameters, field, 4).value_or(0);
+        if ((flags & ~(leaveBlocksAllocated | withParent)) != 0) {
+            m_findings.Add("file-parameters-reserved",
+                           AtOffset(m_region.begin + m_items.at(fileParameters).begin + field),
+                           "the reserved bits 2 to 31 of the file parameters' flags are not 0");
+        }
+        return (flags & withParent) != 0;
     }
 
     std::optional<std::uint64_t> CheckBlockSize() {
@@ -223,6 +220,11 @@ private:
             AddValue("locator-unexpected", locator,
                      "there is a parent locator, and the file parameters say that the disk has no "
                      "parent");
+        }
+        if (const auto found = m_items.find(locator); found != m_items.end()) {
+            const CFilePlace& item = found->second;
+            CheckLocatorForm(m_stream, {item.name, m_region.begin + item.begin, item.length},
+                             m_findings);
         }
     }
 

@@ -17,8 +17,11 @@ constexpr std::uint64_t Mebibyte = 1048576;
 constexpr std::uint64_t TablePositions[] = {196608, 262144};
 constexpr std::size_t TableSize = 65536;
 constexpr std::uint32_t TableSignature = 0x69676572;  // "regi"
+constexpr std::size_t ReservedField = 12;
 constexpr std::size_t EntrySize = 32;
 constexpr std::size_t FirstEntry = 16;
+constexpr std::size_t FlagsField = 28;
+constexpr std::uint32_t IsRequired = 1;
 constexpr std::uint32_t MostEntries = 2047;
 
 constexpr auto BatName = "the block allocation table";
@@ -28,6 +31,7 @@ using CTable = std::vector<unsigned char>;
 
 struct CTableCopy {
     CTable bytes;  ///< empty when it is no region table
+    std::uint64_t position = 0;
     bool valid = false;
 };
 
@@ -36,7 +40,7 @@ std::uint32_t CountOf(const CTable& table) {
 }
 
 CTableCopy CheckTable(CByteStream& stream, std::uint64_t position, const CFindingSink& findings) {
-    CTableCopy copy{CTable(TableSize), false};
+    CTableCopy copy{CTable(TableSize), position, false};
     if (!ReadAt(stream, position, copy.bytes) || Load32(copy.bytes.data()) != TableSignature) {
         findings.Add("region-table-signature", AtOffset(position),
                      "this copy of the region table does not begin with \"regi\" and is of no use");
@@ -53,12 +57,16 @@ CTableCopy CheckTable(CByteStream& stream, std::uint64_t position, const CFindin
                               " entries, and has room for 2047"));
         return copy;
     }
+    if (Load32(copy.bytes.data() + ReservedField) != 0) {
+        findings.Add("region-table-reserved", AtOffset(position + ReservedField),
+                     "the reserved field of this copy of the region table is not 0");
+    }
     copy.valid = true;
     return copy;
 }
 
 /// The table to go by: a valid one, or else any that is one at all.
-CTable CheckTables(CByteStream& stream, const CFindingSink& findings) {
+CTableCopy CheckTables(CByteStream& stream, const CFindingSink& findings) {
     CTableCopy first = CheckTable(stream, TablePositions[0], findings);
     CTableCopy second = CheckTable(stream, TablePositions[1], findings);
     if (first.valid && second.valid && first.bytes != second.bytes) {
@@ -66,9 +74,9 @@ CTable CheckTables(CByteStream& stream, const CFindingSink& findings) {
                      "the two copies of the region table are valid and say different things");
     }
     if (first.valid || (!second.valid && !first.bytes.empty())) {
-        return std::move(first.bytes);
+        return first;
     }
-    return std::move(second.bytes);
+    return second;
 }
 
 std::string NameOf(const _GUID& guid) {
@@ -136,10 +144,11 @@ public:
         }
     }
 
-    void AddEntries(const CTable& table) {
-        const std::uint32_t count = std::min(CountOf(table), MostEntries);
+    void AddEntries(const CTableCopy& table) {
+        const std::uint32_t count = std::min(CountOf(table.bytes), MostEntries);
         for (std::uint32_t index = 0; index < count; ++index) {
-            AddEntry(table.data() + FirstEntry + index * EntrySize);
+            const std::size_t entry = FirstEntry + index * EntrySize;
+            AddEntry(table.bytes.data() + entry, table.position + entry);
         }
     }
 
@@ -154,22 +163,33 @@ public:
     }
 
 private:
-    void AddEntry(const unsigned char* entry) {
+    void AddEntry(const unsigned char* entry, std::uint64_t position) {
         const _GUID guid = LoadGuid(entry);
         const CFilePlace place{NameOf(guid), Load64(entry + 16), Load32(entry + 24)};
+        const std::uint32_t flags = Load32(entry + FlagsField);
+        CheckFlags(place.name, flags, AtOffset(position + FlagsField));
         if (!m_names.insert(place.name).second) {
             m_findings.Add("region-duplicate", AtOffset(place.begin),
                            place.name + " stands in the region table more than once");
             return;
         }
-        const bool known = place.name == BatName || place.name == MetadataName;
-        if (!known && (Load32(entry + 28) & 1) != 0) {
+        if (!IsKnown(place.name) && (flags & IsRequired) != 0) {
             m_findings.Add("region-unknown", AtOffset(place.begin),
                            place.name +
                                " is unknown and marked as required: programs that do not "
                                "know it must refuse the file");
         }
         Add(place);
+    }
+
+    static bool IsKnown(const std::string& name) { return name == BatName || name == MetadataName; }
+
+    /// The two known regions count as required also where a writer did not mark them so.
+    void CheckFlags(const std::string& name, std::uint32_t flags, const std::string& where) const {
+        if ((flags & ~IsRequired) != 0) {
+            m_findings.Add("region-reserved", where,
+                           name + ": the reserved bits 1 to 31 of its entry are not 0");
+        }
     }
 
     void Add(const CFilePlace& place) {
@@ -200,8 +220,8 @@ CCheckedRegions CheckRegions(CByteStream& stream, std::uint64_t fileSize,
                              const CFindingSink& findings) {
     CRegionReader reader(fileSize, findings);
     reader.AddLog(stream);
-    const CTable table = CheckTables(stream, findings);
-    if (!table.empty()) {
+    const CTableCopy table = CheckTables(stream, findings);
+    if (!table.bytes.empty()) {
         reader.AddEntries(table);
     }
     return reader.Finish();
