@@ -1,5 +1,6 @@
 #include <fstream>
 
+#include "host/locator_path.h"
 #include "tests/host/chain_model.h"
 #include "tests/host/check_result.h"
 #include "tests/host/log_builder.h"
@@ -65,8 +66,13 @@ TEST_F(DiskCheckChain, FindsAParentThatWasChanged) {
     Write("base.vhdx",
           CImageBuilder().DataWriteGuid(Guid("{6E4D5F00-0002-4A00-8000-0000000000FF}")));
     Write("a.avhdx", ChildOf(u"base.vhdx"));
-    EXPECT_THAT(CheckOne("a.avhdx").Lines(), ElementsAre("parent-changed at parent locator"));
-    EXPECT_THAT(CheckAll().Lines(), ElementsAre("parent-changed at parent locator"));
+    const std::string text = "the parent " + NVHDXHost::Quoted(m_folder / "base.vhdx") +
+                             " was changed or replaced since the child was made: its DataWriteGuid "
+                             "is not the child's parent linkage";
+    EXPECT_THAT(CheckOne("a.avhdx").Sentences(),
+                ElementsAre("parent-changed at parent locator: " + text));
+    EXPECT_THAT(CheckAll().Sentences(),
+                ElementsAre("parent-changed at parent locator: \"a.avhdx\": " + text));
 }
 
 TEST_F(DiskCheckChain, FindsAParentThatIsNoDisk) {
@@ -107,7 +113,11 @@ TEST_F(DiskCheckChain, FindsALocatorWithoutLinkage) {
     Write("base.vhdx", CImageBuilder());
     Write("a.avhdx", CImageBuilder().Differencing().ParentLocator(
                          {{u"relative_path", u".\\base.vhdx"}, {u"parent_linkage", u"none"}}));
-    EXPECT_THAT(CheckOne("a.avhdx").Kinds(), ElementsAre("linkage-missing", "parent-changed"));
+    const auto found = ElementsAre(
+        "parent-linkage-missing at parent locator: the parent locator has no valid parent_linkage: "
+        "nobody can tell whether a parent is the right one");
+    EXPECT_THAT(CheckOne("a.avhdx").Sentences(), found);
+    EXPECT_THAT(CheckAll().Sentences(), found);
 }
 
 TEST_F(DiskCheckChain, FindsALocatorThatCannotBeRead) {

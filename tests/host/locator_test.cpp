@@ -47,25 +47,37 @@ TEST(LocatorPath, TextIsUtf8) {
 }
 
 TEST(ParentCandidates, RelativePathFirstThenTheFileNameInTheFolder) {
-    EXPECT_THAT(
-        ParentCandidates(Locator(CParent::formatRelativePath, L"..\\b\\disk.vhdx"), "c/d", false),
-        ElementsAre(fs::path("c/b/disk.vhdx"), fs::path("c/d/disk.vhdx")));
+    EXPECT_THAT(ParentCandidates(Locator(CParent::formatRelativePath, L"..\\b\\disk.vhdx"),
+                                 "c/d/e.avhdx", false),
+                ElementsAre(fs::path("c/b/disk.vhdx"), fs::path("c/d/disk.vhdx")));
 }
 
 TEST(ParentCandidates, APathIntoTheSameFolderIsOneCandidate) {
-    EXPECT_THAT(ParentCandidates(Locator(CParent::formatRelativePath, L".\\x.vhdx"), "f", false),
-                ElementsAre(fs::path("f/x.vhdx")));
+    EXPECT_THAT(
+        ParentCandidates(Locator(CParent::formatRelativePath, L".\\x.vhdx"), "f/e.avhdx", false),
+        ElementsAre(fs::path("f/x.vhdx")));
 }
 
 TEST(ParentCandidates, ARelativePathNeverLeavesFromTheRoot) {
-    EXPECT_THAT(ParentCandidates(Locator(CParent::formatRelativePath, L"\\x\\y.vhdx"), "f", false),
-                ElementsAre(fs::path("f/x/y.vhdx"), fs::path("f/y.vhdx")));
+    EXPECT_THAT(
+        ParentCandidates(Locator(CParent::formatRelativePath, L"\\x\\y.vhdx"), "f/e.avhdx", false),
+        ElementsAre(fs::path("f/x/y.vhdx"), fs::path("f/y.vhdx")));
+}
+
+TEST(ParentCandidates, TheChildItselfOnlyWhereItsPathSaysSo) {
+    EXPECT_THAT(
+        ParentCandidates(Locator(CParent::formatRelativePath, L"..\\b\\e.vhdx"), "f/e.vhdx", false),
+        ElementsAre(fs::path("b/e.vhdx")));
+    EXPECT_THAT(
+        ParentCandidates(Locator(CParent::formatRelativePath, L".\\e.vhdx"), "f/e.vhdx", false),
+        ElementsAre(fs::path("f/e.vhdx")));
 }
 
 TEST(ParentCandidates, AbsolutePathsOnRequestOnly) {
     const CParent locator = Locator(CParent::formatAbsoluteWin32Path, L"\\images\\x.vhdx");
-    EXPECT_THAT(ParentCandidates(locator, "f", false), IsEmpty());
-    EXPECT_THAT(ParentCandidates(locator, "f", true), ElementsAre(fs::path("/images/x.vhdx")));
+    EXPECT_THAT(ParentCandidates(locator, "f/e.avhdx", false), IsEmpty());
+    EXPECT_THAT(ParentCandidates(locator, "f/e.avhdx", true),
+                ElementsAre(fs::path("/images/x.vhdx")));
 }
 
 TEST(ParentLinkage, AGuidIsReadInEitherCase) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/locator_path.h"
 #include "host/merged_reader.h"
 #include "tests/host/chain_model.h"
 #include "tests/host/log_builder.h"
@@ -18,6 +19,7 @@ using NVHDXHost::CMergedDisk;
 using NVHDXHost::CMergedReader;
 using NVHDXHost::CMergeOptions;
 using NVHDXHost::CReplayStream;
+using NVHDXHost::Quoted;
 
 class MergedDisk : public testing::Test {
 protected:
@@ -43,6 +45,18 @@ protected:
         ASSERT_TRUE(reader.Read(0, bytes)) << reader.Error();
         EXPECT_TRUE(bytes == chain.Content());
         ExpectExtents(*disk, chain.Content());
+    }
+
+    /// Reads the chain whose parent was refused, with one finding.
+    void ExpectAccepted(const CChainModel& chain, const std::string& finding) {
+        CMergeOptions accepting;
+        accepting.acceptChangedParent = true;
+        const auto disk = Open("1.avhdx", accepting);
+        ASSERT_NE(disk, nullptr) << m_error;
+        EXPECT_EQ(disk->Findings(), std::vector<std::string>{finding});
+        CBytes bytes(chain.Content().size());
+        ASSERT_TRUE(CMergedReader(disk).Read(0, bytes));
+        EXPECT_TRUE(bytes == chain.Content());
     }
 
     /// Extents cover the disk without gaps, cannot be joined, and lead to the right bytes.
@@ -228,7 +242,8 @@ TEST_F(MergedDisk, ASecondChunkHasItsOwnBitmap) {
     CImageBuilder()
         .VirtualSize(size)
         .Differencing()
-        .ParentLocator({{u"relative_path", u".\\0.vhdx"}})
+        .ParentLocator({{u"parent_linkage", u"{6E4D5F00-0002-4A00-8000-000000000002}"},
+                        {u"relative_path", u".\\0.vhdx"}})
         .AllocatePartialData(block, 2)
         .AllocateSectorBitmap(1, bitmap)
         .Build()
@@ -320,20 +335,52 @@ TEST_F(MergedDisk, TheLastBlockNeedsNoMoreThanTheDiskUses) {
     ExpectContent(chain);
 }
 
-TEST_F(MergedDisk, AParentThatChangedIsReported) {
+TEST_F(MergedDisk, AParentThatChangedIsRefusedUnlessItIsAccepted) {
     CChainModel chain;
     chain.AddDisk(CDiskShape()).Present(1, 1);
     chain.Builder().DataWriteGuid(NGuid::unknown);
     chain.AddDisk(CDiskShape());
-    const auto disk = Open(chain);
-    ASSERT_NE(disk, nullptr);
-    ASSERT_EQ(disk->Findings().size(), 1u);
-    EXPECT_NE(disk->Findings()[0].find("was changed or replaced since the child was made"),
-              std::string::npos);
-    CMergeOptions strict;
-    strict.strictLinkage = true;
-    EXPECT_EQ(Open("1.avhdx", strict), nullptr);
-    EXPECT_EQ(m_error, disk->Findings()[0]);
+    EXPECT_EQ(Open(chain), nullptr);
+    const std::string text = Quoted(m_folder / "1.avhdx") + ": the parent " +
+                             Quoted(m_folder / "0.vhdx") +
+                             " was changed or replaced since the child was made: its DataWriteGuid "
+                             "is not the child's parent linkage";
+    EXPECT_EQ(m_error, text + "; --accept-changed-parent reads it all the same");
+    ExpectAccepted(chain, text);
+}
+
+TEST_F(MergedDisk, AParentThatNobodyCanTellIsRefusedUnlessItIsAccepted) {
+    CChainModel chain;
+    chain.AddDisk(CDiskShape()).Present(1, 1);
+    chain.AddDisk(CDiskShape());
+    chain.Builder().ParentLocator({{u"parent_linkage", u"none"}, {u"relative_path", u".\\0.vhdx"}});
+    EXPECT_EQ(Open(chain), nullptr);
+    const std::string text = Quoted(m_folder / "1.avhdx") +
+                             ": the parent locator has no valid parent_linkage: nobody can tell "
+                             "whether a parent is the right one";
+    EXPECT_EQ(m_error, text + "; --accept-changed-parent reads it all the same");
+    ExpectAccepted(chain, text);
+}
+
+TEST_F(MergedDisk, ADamagedParentIsCalledDamagedAndNotChanged) {
+    CChainModel chain;
+    chain.AddDisk(CDiskShape());
+    chain.Builder().EditHeaders([](CHeader& header) { header.checksum = 1; });
+    chain.AddDisk(CDiskShape());
+    EXPECT_EQ(Open(chain), nullptr);
+    EXPECT_EQ(m_error.find("changed"), std::string::npos) << m_error;
+    EXPECT_NE(m_error.find("neither header of the file is valid"), std::string::npos) << m_error;
+}
+
+TEST_F(MergedDisk, AFileAloneAsksForNoLinkage) {
+    CChainModel chain;
+    chain.AddDisk(CDiskShape());
+    chain.AddDisk(CDiskShape());
+    chain.Builder().ParentLocator({{u"relative_path", u".\\0.vhdx"}});
+    chain.WriteTo(m_folder.Path());
+    CMergeOptions alone;
+    alone.withParents = false;
+    EXPECT_NE(Open("1.avhdx", alone), nullptr) << m_error;
 }
 
 TEST_F(MergedDisk, TheSecondLinkageCountsToo) {

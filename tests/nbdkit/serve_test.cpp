@@ -194,9 +194,56 @@ TEST_F(Serve, LooksForParentsAtTheirOtherPathsOnRequest) {
     ExpectServed(CServer({Path("1.avhdx"), "--other-paths"}), chain);
 }
 
+TEST_F(Serve, RefusesAParentThatWasChangedUnlessItIsAccepted) {
+    CChainModel chain = PlainDisk();
+    chain.Builder().DataWriteGuid(NGuid::unknown);
+    chain.AddDisk(CDiskShape().Size(8 * MiB - 512)).Present(3, 9);
+    chain.WriteTo(m_folder.Path());
+    const std::string reason = "\"" + Path("1.avhdx") + "\": the parent \"" + Path("0.vhdx") +
+                               "\" was changed or replaced since the child was made: its "
+                               "DataWriteGuid is not the child's parent linkage";
+    const CChildResult refused =
+        RunChild(ServeCommand({Path("1.avhdx"), "--socket", Path("socket")}));
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.errors,
+              "nbdkit: error: " + reason + "; accept-changed-parent=true reads it all the same\n");
+    testing::internal::CaptureStderr();
+    ExpectServed(CServer({Path("1.avhdx"), "--accept-changed-parent"}), chain);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "nbdkit: vhdx: " + reason + "\n");
+}
+
+TEST_F(Serve, TellsNothingOfWhatLiesAtARecordedPath) {
+    CChainModel chain = PlainDisk();
+    chain.AddDisk(CDiskShape().Size(8 * MiB - 512));
+    std::filesystem::create_directory(m_folder / "far");
+    const std::string secret = Path("far/secret.vhdx");
+    chain.Builder().ParentLocator(
+        {{u"parent_linkage", CChainModel::LinkageText(0)},
+         {u"relative_path", u"..\\secret.vhdx"},
+         {u"absolute_win32_path", std::filesystem::path(secret).u16string()}});
+    chain.WriteTo(m_folder.Path());
+    const auto errors = [&] {
+        const CChildResult result =
+            RunChild(ServeCommand({Path("1.avhdx"), "--socket", Path("socket"), "--other-paths"}));
+        EXPECT_EQ(result.status, 1);
+        return result.errors;
+    };
+    const std::string nothing = "nbdkit: error: \"" + Path("1.avhdx") +
+                                "\": the parent \"..\\secret.vhdx\" is missing (no disk with the "
+                                "child's parent linkage lies at \"..\\secret.vhdx\" or \"" +
+                                secret + "\")\n";
+    EXPECT_EQ(errors(), nothing);
+    ASSERT_EQ(mkfifo(secret.c_str(), S_IRUSR | S_IWUSR), 0);
+    EXPECT_EQ(errors(), nothing);
+    std::filesystem::remove(secret);
+    CImageBuilder().Build().WriteTo(secret);
+    EXPECT_EQ(errors(), nothing);
+}
+
 TEST_F(Serve, RefusesAParameterThatIsNoTruthValue) {
     PlainDisk().WriteTo(m_folder.Path());
-    for (const char* parameter : {"replay=perhaps", "other-paths=perhaps"}) {
+    for (const char* parameter :
+         {"replay=perhaps", "other-paths=perhaps", "accept-changed-parent=perhaps"}) {
         const CChildResult result =
             RunChild(PluginCommand({"nbdkit", "--foreground", "--unix=" + Path("socket"),
                                     VHDX_PARSER_PLUGIN, "file=" + Path("0.vhdx"), parameter}));

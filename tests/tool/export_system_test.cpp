@@ -144,7 +144,8 @@ TEST_F(ExportSystem, FollowsTheAbsolutePathsOfTheFilesWhenAskedTo) {
     fs::remove(m_folder / "0.vhdx");
     const std::vector<std::string> arguments = {"export", "1.avhdx", "-o", "disk.raw"};
     EXPECT_EQ(RunVhdxIn(m_folder.Path(), arguments).errors,
-              "vhdx: 1.avhdx: the parent \".\\0.vhdx\" is missing\n");
+              "vhdx: 1.avhdx: the parent \".\\0.vhdx\" is missing (--other-paths also looks at \"" +
+                  (m_folder / "far" / "0.vhdx").string() + "\")\n");
     ExpectExported(
         RunVhdxIn(m_folder.Path(), {"export", "1.avhdx", "-o", "disk.raw", "--other-paths"}),
         m_folder / "disk.raw");

@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -145,6 +146,68 @@ TEST_F(Merged, MapOfSectorsTellsWhatTheFileItselfHolds) {
               "          1048576            1048576       1 MiB  zeros                   -\n"
               "          2097152            1048576       1 MiB  data              5242880\n"
               "          3145728            1048576       1 MiB  parent                  -\n");
+}
+
+/// Every command that reads merged data, on 1.avhdx.
+std::vector<std::vector<std::string>> MergingCommands() {
+    return {{"read", "1.avhdx", "--merged", "--offset", "0", "--length", "4K"},
+            {"map", "1.avhdx", "--merged"},
+            {"map", "1.avhdx", "--merged", "--json"},
+            {"map", "1.avhdx", "--merged", "--svg", "disk.svg"},
+            {"export", "1.avhdx", "-o", "disk.raw"},
+            {"export", "1.avhdx", "--update", "old.raw", "--ranges", "ranges.txt"}};
+}
+
+class MergedDoubtful : public Merged {
+protected:
+    MergedDoubtful() {
+        std::ofstream(m_folder / "old.raw") << "old";
+        std::ofstream(m_folder / "ranges.txt") << "0,512\n";
+    }
+
+    /// Each command refuses the chain for this reason, and with the option only warns of it.
+    void ExpectRefused(const std::string& reason) const {
+        for (std::vector<std::string> command : MergingCommands()) {
+            SCOPED_TRACE(testing::PrintToString(command));
+            const CChildResult refused = RunVhdxIn(m_folder.Path(), command);
+            EXPECT_EQ(refused.status, 1);
+            EXPECT_EQ(refused.output, "");
+            EXPECT_EQ(refused.errors, "vhdx: 1.avhdx: " + reason +
+                                          "; --accept-changed-parent reads it all the same\n");
+            command.emplace_back("--accept-changed-parent");
+            const CChildResult accepted = RunVhdxIn(m_folder.Path(), command);
+            EXPECT_EQ(accepted.status, 0);
+            EXPECT_EQ(accepted.errors, "vhdx: warning: \"1.avhdx\": " + reason + "\n");
+        }
+    }
+};
+
+TEST_F(MergedDoubtful, AParentThatWasChangedIsRefusedUnlessItIsAccepted) {
+    CImageBuilder()
+        .VirtualSize(4 * MiB)
+        .DataWriteGuid(NGuid::unknown)
+        .Build()
+        .WriteTo(m_folder / "0.vhdx");
+    ExpectRefused(
+        "the parent \"0.vhdx\" was changed or replaced since the child was made: its "
+        "DataWriteGuid is not the child's parent linkage");
+}
+
+TEST_F(MergedDoubtful, AParentThatNobodyCanTellIsRefusedUnlessItIsAccepted) {
+    m_chain.Builder().ParentLocator({{u"relative_path", u".\\0.vhdx"}});
+    m_chain.WriteTo(m_folder.Path());
+    ExpectRefused(
+        "the parent locator has no valid parent_linkage: nobody can tell whether a parent is the "
+        "right one");
+}
+
+TEST_F(MergedDoubtful, WhatIsAcceptedIsReadWithItsParent) {
+    m_chain.Builder().ParentLocator({{u"relative_path", u".\\0.vhdx"}});
+    m_chain.WriteTo(m_folder.Path());
+    const CChildResult result =
+        RunVhdxIn(m_folder.Path(), {"read", "1.avhdx", "--merged", "--offset", "0", "--length",
+                                    "4M", "--accept-changed-parent"});
+    EXPECT_TRUE(result.output == Content(0, 4 * MiB));
 }
 
 TEST_F(Merged, MapWantsOneQuestionAtATime) {

@@ -7,7 +7,7 @@
 #include "host/container_entry.h"
 #include "host/locator_path.h"
 #include "host/parent_linkage.h"
-#include "host/parent_search.h"
+#include "host/parent_text.h"
 #include "host/path_query.h"
 
 namespace NVHDXHost {
@@ -18,12 +18,7 @@ namespace fs = std::filesystem;
 using NVHDX::NMetadata::CParent;
 
 constexpr auto Where = "parent locator";
-
-std::string ParentText(const CParent& locator) {
-    const auto entry = locator.entries.find(CParent::formatRelativePath);
-    return entry == locator.entries.end() ? "that the locator does not name"
-                                          : QuotedText(TextFromLocator(entry->second.value));
-}
+constexpr auto MissingMeans = ": what this disk does not hold cannot be read";
 
 /// The parent's own locator; none where the way up ends.
 std::optional<CParent> ReadParent(const fs::path& path, CReplayStream::EMode mode,
@@ -48,7 +43,7 @@ struct CTreeTrouble {
 std::optional<CTreeTrouble> TroubleOf(CFolderFinding::EKind kind) {
     switch (kind) {
         case CFolderFinding::parentMissing:
-            return {{"parent-missing", ": what this disk does not hold cannot be read"}};
+            return {{"parent-missing", MissingMeans}};
         case CFolderFinding::parentOutside:
             return {{"parent-outside", ": it is not checked here"}};
         case CFolderFinding::parentChanged:
@@ -60,9 +55,10 @@ std::optional<CTreeTrouble> TroubleOf(CFolderFinding::EKind kind) {
         case CFolderFinding::cycle:
             return {{"parent-cycle", ": none of them can be read"}};
         case CFolderFinding::unreadable:
+        case CFolderFinding::linkageMissing:
             break;
     }
-    return std::nullopt;  // one file's own trouble
+    return std::nullopt;  // one file's own trouble, which is found there
 }
 
 }  // namespace
@@ -82,30 +78,25 @@ std::optional<CParent> CheckLocator(CByteStream& stream, const CFindingSink& fin
         return std::nullopt;
     }
     if (LinkagesOf(locator).empty()) {
-        findings.Add("linkage-missing", Where,
-                     "the parent locator has no valid parent_linkage: nobody can tell whether a "
-                     "parent is the right one");
+        findings.Add("parent-linkage-missing", Where, UnlinkedParentText());
     }
     return locator;
 }
 
 void CheckParents(CParent locator, fs::path child, CReplayStream::EMode mode,
                   const CFindingCallback& report) {
+    const CParentSearch search{{FolderOf(child)}};
     std::set<fs::path> seen = {Canonical(child)};
     for (std::optional<CParent> next = std::move(locator); next;) {
         const CFindingSink findings(child, report);
-        const auto parent = FindParent(*next, child.parent_path(), false);
+        const auto parent = FindParent(*next, child, search);
         if (!parent) {
             findings.Add("parent-missing", Where,
-                         "the parent " + ParentText(*next) +
-                             " is missing: what this disk does not hold cannot be read");
+                         MissingParentText(*next, child, search, nullptr) + MissingMeans);
             return;
         }
-        if (!parent->linked) {
-            findings.Add("parent-changed", Where,
-                         "the parent " + Quoted(parent->path.filename()) +
-                             " was changed or replaced since the child was made: its "
-                             "DataWriteGuid is not the child's parent linkage");
+        if (parent->tie == CParentFile::changed) {
+            findings.Add("parent-changed", Where, DoubtfulParentText(*parent));
         }
         if (!seen.insert(Canonical(parent->path)).second) {
             findings.Add("parent-cycle", Where,

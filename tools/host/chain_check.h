@@ -21,7 +21,7 @@ std::optional<NVHDX::NMetadata::CParent> CheckLocator(CByteStream& stream,
 void CheckParents(NVHDX::NMetadata::CParent locator, std::filesystem::path child,
                   CReplayStream::EMode mode, const CFindingCallback& report);
 
-/// Hands on what is wrong between the disks of a folder: parents that are missing, elsewhere or
+/// Hands on what is wrong between the disks of a tree: parents that are missing, elsewhere or
 /// changed, several children of one parent, and circles.
 void CheckTree(const CFolderTree& tree, const CFindingCallback& report);
 

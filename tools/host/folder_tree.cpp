@@ -10,7 +10,7 @@
 #include "host/current_header.h"
 #include "host/library_name.h"
 #include "host/locator_path.h"
-#include "host/parent_search.h"
+#include "host/parent_text.h"
 #include "host/path_query.h"
 
 namespace NVHDXHost {
@@ -47,10 +47,10 @@ std::string ReadMetadata(CReplayStream& stream, CFolderFile& file) {
     return {};
 }
 
-CFolderFile ReadFile(const fs::path& folder, const fs::path& name, CReplayStream::EMode mode) {
+CFolderFile ReadFile(std::string name, fs::path path, CReplayStream::EMode mode) {
     CFolderFile file;
-    file.name = TextFromPath(name);
-    file.path = folder / name;
+    file.name = std::move(name);
+    file.path = std::move(path);
     CReplayStream stream(file.path, mode);
     file.replay = stream.Result();
     file.problem = ReadMetadata(stream, file);
@@ -62,12 +62,6 @@ CFolderFile ReadFile(const fs::path& folder, const fs::path& name, CReplayStream
     return file;
 }
 
-std::string ParentText(const CFolderFile& file) {
-    const auto entry = file.locator.entries.find(NVHDX::NMetadata::CParent::formatRelativePath);
-    return entry == file.locator.entries.end() ? "that its locator does not name"
-                                               : QuotedText(TextFromLocator(entry->second.value));
-}
-
 }  // namespace
 
 std::optional<CFolderTree> CFolderTree::Scan(const fs::path& folder, CReplayStream::EMode mode) {
@@ -75,10 +69,14 @@ std::optional<CFolderTree> CFolderTree::Scan(const fs::path& folder, CReplayStre
     if (!tree.FindFiles(folder, mode)) {
         return std::nullopt;
     }
-    tree.FindParents(folder);
-    tree.FindForks();
-    tree.FindCycles();
+    tree.FindTies({{FolderOf(folder / "disk")}});
     return tree;
+}
+
+void CFolderTree::FindTies(const CParentSearch& search) {
+    FindParents(search);
+    FindForks();
+    FindCycles();
 }
 
 bool CFolderTree::FindFiles(const fs::path& folder, CReplayStream::EMode mode) {
@@ -87,7 +85,7 @@ bool CFolderTree::FindFiles(const fs::path& folder, CReplayStream::EMode mode) {
         folder.native(), nullptr,
         [&](bool&, bool isFolder, CPlatformName& name, const NSystem::CFileAttributes&) {
             if (!isFolder && IsDiskName(name)) {
-                m_files.push_back(ReadFile(folder, name, mode));
+                m_files.push_back(ReadFile(TextFromPath(name), folder / name, mode));
                 views.push_back(ViewAsLibrary(folder, name));
             }
             return true;
@@ -96,7 +94,7 @@ bool CFolderTree::FindFiles(const fs::path& folder, CReplayStream::EMode mode) {
     return complete;
 }
 
-void CFolderTree::FindParents(const fs::path& folder) {
+void CFolderTree::FindParents(const CParentSearch& search) {
     CPlaces places;
     for (std::size_t i = 0; i < m_files.size(); ++i) {
         places.emplace(Canonical(m_files[i].path), i);
@@ -107,7 +105,7 @@ void CFolderTree::FindParents(const fs::path& folder) {
                        QuotedText(m_files[i].name) + ": " + m_files[i].problem);
         }
         if (m_files[i].HasParent()) {
-            FindParentOf(i, folder, places);
+            FindParentOf(i, search, places);
         }
         if (!m_files[i].parent) {
             m_roots.push_back(i);
@@ -115,15 +113,17 @@ void CFolderTree::FindParents(const fs::path& folder) {
     }
 }
 
-void CFolderTree::FindParentOf(std::size_t file, const fs::path& folder, const CPlaces& places) {
+void CFolderTree::FindParentOf(std::size_t file, const CParentSearch& search,
+                               const CPlaces& places) {
     CFolderFile& child = m_files[file];
-    const auto found = FindParent(child.locator, folder, false);
+    const auto found = FindParent(child.locator, child.path, search);
     if (!found) {
         AddFinding(CFolderFinding::parentMissing, {file},
-                   QuotedText(child.name) + ": the parent " + ParentText(child) + " is missing");
+                   QuotedText(child.name) + ": " +
+                       MissingParentText(child.locator, child.path, search, nullptr));
         return;
     }
-    child.parentLinked = found->linked;
+    child.parentLinked = found->tie == CParentFile::linked;
     const auto parent = places.find(Canonical(found->path));
     if (parent == places.end()) {
         child.parentOutside = found->path;
@@ -134,11 +134,10 @@ void CFolderTree::FindParentOf(std::size_t file, const fs::path& folder, const C
         child.parent = parent->second;
         m_files[parent->second].children.push_back(file);
     }
-    if (!found->linked) {
-        AddFinding(CFolderFinding::parentChanged, {file},
-                   QuotedText(child.name) + ": the parent " + Quoted(found->path.filename()) +
-                       " was changed or replaced since the child was made: its DataWriteGuid is "
-                       "not the child's parent linkage");
+    if (!child.parentLinked) {
+        AddFinding(found->tie == CParentFile::changed ? CFolderFinding::parentChanged
+                                                      : CFolderFinding::linkageMissing,
+                   {file}, QuotedText(child.name) + ": " + DoubtfulParentText(*found));
     }
 }
 

@@ -15,11 +15,12 @@
 #include <vhdx_parser/metadata.h>
 
 #include "host/chain_linking.h"
+#include "host/parent_search.h"
 #include "host/replay_stream.h"
 
 namespace NVHDXHost {
 
-/// One disk file of the folder; indices are places in `CFolderTree::Files`.
+/// One disk file of the tree; indices are places in `CFolderTree::Files`.
 struct CFolderFile {
     std::string name;
     std::filesystem::path path;
@@ -29,8 +30,8 @@ struct CFolderFile {
     _GUID diskId = {};                    ///< page 83 data; null when the file has none
     std::optional<_GUID> dataWriteGuid;   ///< none when no header is valid
     NVHDX::NMetadata::CParent locator;    ///< present exactly when the disk names a parent
-    std::optional<std::size_t> parent;    ///< in this folder
-    std::filesystem::path parentOutside;  ///< the parent's path when it lies in another folder
+    std::optional<std::size_t> parent;    ///< in this tree
+    std::filesystem::path parentOutside;  ///< the parent's path when it is not in this tree
     bool parentLinked = false;            ///< the parent is the one that the child was made from
     std::vector<std::size_t> children;    ///< by name
 
@@ -38,7 +39,15 @@ struct CFolderFile {
 };
 
 struct CFolderFinding {
-    enum EKind { unreadable, parentMissing, parentOutside, parentChanged, severalChildren, cycle };
+    enum EKind {
+        unreadable,
+        parentMissing,
+        parentOutside,
+        parentChanged,
+        linkageMissing,  ///< the child keeps nothing to tell its parent by
+        severalChildren,
+        cycle
+    };
     EKind kind;
     std::vector<std::size_t> files;  ///< whom it concerns, the parent first where there is one
     std::string text;                ///< one sentence that names the files
@@ -55,7 +64,7 @@ public:
 
     /// By name.
     [[nodiscard]] const std::vector<CFolderFile>& Files() const { return m_files; }
-    /// The files without a parent in the folder, by name. Files of a cycle are below none of them.
+    /// The files without a parent in the tree, by name. Files of a cycle are below none of them.
     [[nodiscard]] const std::vector<std::size_t>& Roots() const { return m_roots; }
     [[nodiscard]] const std::vector<CFolderFinding>& Findings() const { return m_findings; }
     /// What the library's chain builder would make of the folder.
@@ -65,8 +74,9 @@ private:
     using CPlaces = std::map<std::filesystem::path, std::size_t>;
 
     bool FindFiles(const std::filesystem::path& folder, CReplayStream::EMode mode);
-    void FindParents(const std::filesystem::path& folder);
-    void FindParentOf(std::size_t file, const std::filesystem::path& folder, const CPlaces& places);
+    void FindTies(const CParentSearch& search);
+    void FindParents(const CParentSearch& search);
+    void FindParentOf(std::size_t file, const CParentSearch& search, const CPlaces& places);
     void FindForks();
     void FindCycles();
     void AddFinding(CFolderFinding::EKind kind, std::vector<std::size_t> files, std::string text);

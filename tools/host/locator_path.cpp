@@ -108,15 +108,18 @@ std::string Quoted(const fs::path& path) {
     return QuotedText(TextFromPath(path));
 }
 
-std::vector<fs::path> ParentCandidates(const CParent& locator, const fs::path& childFolder,
+std::vector<fs::path> ParentCandidates(const CParent& locator, const fs::path& child,
                                        bool otherPaths) {
     std::vector<fs::path> candidates;
+    const fs::path folder = child.parent_path();
     if (const auto relative = PathOf(locator, CParent::formatRelativePath)) {
-        Add(candidates, childFolder / relative->relative_path());
-        Add(candidates, childFolder / relative->filename());
+        Add(candidates, folder / relative->relative_path());
+        if (relative->filename() != child.filename()) {
+            Add(candidates, folder / relative->filename());
+        }
     }
     if (otherPaths) {
-        for (const auto format : {CParent::formatVolumePath, CParent::formatAbsoluteWin32Path}) {
+        for (const auto format : AbsoluteFormats) {
             if (const auto path = PathOf(locator, format)) {
                 Add(candidates, *path);
             }

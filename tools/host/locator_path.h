@@ -1,6 +1,7 @@
 #ifndef VHDX_HOST_LOCATOR_PATH_H
 #define VHDX_HOST_LOCATOR_PATH_H
 
+#include <array>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -24,12 +25,17 @@ namespace NVHDXHost {
 [[nodiscard]] std::string TextFromPath(const std::filesystem::path& path);
 [[nodiscard]] std::string Quoted(const std::filesystem::path& path);
 
-/// Where the parent of a disk may lie, the likeliest place first: the relative path from the
-/// child's folder, then its file name in that folder. With `otherPaths` also the locator's volume
-/// path and absolute path as they stand. Nothing is looked up.
+/// The keys of a locator's absolute paths, in the order in which they are looked at.
+inline constexpr std::array<NVHDX::NMetadata::CParent::EFormat, 2> AbsoluteFormats = {
+    NVHDX::NMetadata::CParent::formatVolumePath,
+    NVHDX::NMetadata::CParent::formatAbsoluteWin32Path};
+
+/// Where the parent of the disk file `child` may lie, the likeliest place first: the relative path
+/// from the child's folder, then its file name in that folder, where that is not the child itself.
+/// With `otherPaths` also the locator's volume path and absolute path as they stand. Nothing is
+/// looked up.
 [[nodiscard]] std::vector<std::filesystem::path> ParentCandidates(
-    const NVHDX::NMetadata::CParent& locator, const std::filesystem::path& childFolder,
-    bool otherPaths);
+    const NVHDX::NMetadata::CParent& locator, const std::filesystem::path& child, bool otherPaths);
 
 }  // namespace NVHDXHost
 

@@ -4,7 +4,7 @@
 #include <set>
 
 #include "host/locator_path.h"
-#include "host/parent_search.h"
+#include "host/parent_text.h"
 #include "host/path_query.h"
 
 namespace NVHDXHost {
@@ -12,13 +12,6 @@ namespace NVHDXHost {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// How the child names its parent, for people, and a blank; nothing when it does not.
-std::string ParentText(const CDiskLayer& child) {
-    const auto& entries = child.locator.entries;
-    const auto entry = entries.find(NVHDX::NMetadata::CParent::formatRelativePath);
-    return entry == entries.end() ? "" : QuotedText(TextFromLocator(entry->second.value)) + " ";
-}
 
 }  // namespace
 
@@ -31,8 +24,9 @@ std::shared_ptr<const CMergedDisk> CMergedDisk::Open(const fs::path& path,
 
 /// Ends: each turn adds a file that was not in the chain before.
 bool CMergedDisk::Follow(fs::path path, const CMergeOptions& options, std::string& error) {
+    const CParentSearch search{{FolderOf(path)}, options.otherPaths};
     std::set<fs::path> visited;
-    bool linked = true;
+    std::optional<CParentFile> parent;
     while (true) {
         if (!visited.insert(Canonical(path)).second) {
             error =
@@ -40,48 +34,54 @@ bool CMergedDisk::Follow(fs::path path, const CMergeOptions& options, std::strin
             return false;
         }
         CDiskLayer layer;
-        if (!LoadLayer(path, options.logMode, layer, error)) {
+        if (!LoadLayer(path, options.logMode, layer, error) ||
+            (parent && !AcceptsParent(*parent, options, error))) {
             return false;
         }
         m_layers.push_back(std::move(layer));
-        if (m_layers.size() > 1 && !ComparesWithChild(options, linked, error)) {
-            return false;
-        }
+        CompareSectors();
         const CDiskLayer& child = m_layers.back();
         if (!child.HasParent() || !options.withParents) {
             return true;
         }
-        const auto parent = FindParent(child.locator, child.path.parent_path(), options.otherPaths);
+        parent = FindParent(child.locator, child.path, search);
         if (!parent) {
-            error = Quoted(child.path) + ": the parent " + ParentText(child) + "is missing";
+            error = Quoted(child.path) + ": " +
+                    MissingParentText(child.locator, child.path, search, options.otherPathsOption);
             return false;
         }
         path = parent->path;
-        linked = parent->linked;
     }
 }
 
-/// Notes what does not fit between the file that was added last and its child.
-bool CMergedDisk::ComparesWithChild(const CMergeOptions& options, bool linked, std::string& error) {
+/// Whether the file is taken for the parent of the one that was added last.
+bool CMergedDisk::AcceptsParent(const CParentFile& parent, const CMergeOptions& options,
+                                std::string& error) {
+    if (parent.tie == CParentFile::linked) {
+        return true;
+    }
+    const std::string text = Quoted(m_layers.back().path) + ": " + DoubtfulParentText(parent);
+    if (!options.acceptChangedParent) {
+        error = text + "; " + options.acceptOption + " reads it all the same";
+        return false;
+    }
+    m_findings.push_back(text);
+    return true;
+}
+
+/// Notes where the file that was added last has other sectors than its child.
+void CMergedDisk::CompareSectors() {
+    if (m_layers.size() < 2) {
+        return;
+    }
     const CDiskLayer& child = m_layers[m_layers.size() - 2];
     const CDiskLayer& parent = m_layers.back();
-    if (!linked) {
-        const std::string text = Quoted(child.path) + ": the parent " + Quoted(parent.path) +
-                                 " was changed or replaced since the child was made: its "
-                                 "DataWriteGuid is not the child's parent linkage";
-        if (options.strictLinkage) {
-            error = text;
-            return false;
-        }
-        m_findings.push_back(text);
-    }
     if (child.parameters.logsectsz != parent.parameters.logsectsz) {
         m_findings.push_back(Quoted(child.path) + ": the sectors have " +
                              std::to_string(child.parameters.logsectsz) + " bytes, those of " +
                              Quoted(parent.path) + " " +
                              std::to_string(parent.parameters.logsectsz));
     }
-    return true;
 }
 
 std::uint64_t CMergedDisk::ReplayedEntries() const {

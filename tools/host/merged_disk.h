@@ -8,14 +8,21 @@
 #include <vector>
 
 #include "host/disk_layer.h"
+#include "host/parent_search.h"
 
 namespace NVHDXHost {
 
 struct CMergeOptions {
     CReplayStream::EMode logMode = CReplayStream::replayLog;
-    bool strictLinkage = false;  ///< true: a parent that is not the linked one is refused
-    bool withParents = true;     ///< false: what the file itself does not hold are holes
-    bool otherPaths = false;     ///< true: look for a parent at its locator's absolute paths too
+    /// true: also a parent that was changed since the child was made, or of which nobody can tell,
+    /// is read, and `Findings` says so. The bytes may be such as no guest ever saw.
+    bool acceptChangedParent = false;
+    bool withParents = true;  ///< false: what the file itself does not hold are holes
+    bool otherPaths = false;  ///< true: look for a parent at its locator's absolute paths too
+
+    /// How the caller's user asks for these, for reasons that say what to do.
+    const char* acceptOption = "--accept-changed-parent";
+    const char* otherPathsOption = "--other-paths";
 };
 
 /// The virtual disk of a chain: a file and all its parents. Immutable, so that any number of
@@ -23,8 +30,8 @@ struct CMergeOptions {
 class CMergedDisk {
 public:
     /// Opens the file and follows the parents to the disk without one. Null, with the reason in
-    /// `error`, when a file cannot be read, a parent is missing, or the chain leads back into
-    /// itself. No limit on the number of files; none stays open.
+    /// `error`, when a file cannot be read, a parent is missing or may be the wrong one, or the
+    /// chain leads back into itself. No limit on the number of files; none stays open.
     [[nodiscard]] static std::shared_ptr<const CMergedDisk> Open(const std::filesystem::path& path,
                                                                  const CMergeOptions& options,
                                                                  std::string& error);
@@ -46,7 +53,8 @@ public:
 private:
     CMergedDisk() = default;
     bool Follow(std::filesystem::path path, const CMergeOptions& options, std::string& error);
-    bool ComparesWithChild(const CMergeOptions& options, bool linked, std::string& error);
+    bool AcceptsParent(const CParentFile& parent, const CMergeOptions& options, std::string& error);
+    void CompareSectors();
 
     std::vector<CDiskLayer> m_layers;
     std::vector<std::string> m_findings;

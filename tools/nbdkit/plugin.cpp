@@ -143,6 +143,9 @@ int Config(const char* key, const char* value) {
         if (name == "other-paths") {
             return SetFlag(value, [](bool flag) { settings.merge.otherPaths = flag; });
         }
+        if (name == "accept-changed-parent") {
+            return SetFlag(value, [](bool flag) { settings.merge.acceptChangedParent = flag; });
+        }
         if (name == "replay") {
             return SetFlag(value, [](bool flag) {
                 settings.merge.logMode = flag ? NVHDXHost::CReplayStream::replayLog
@@ -177,6 +180,8 @@ int GetReady() {
         const std::filesystem::path path =
             settings.file.empty() ? std::filesystem::path(settings.folder) / settings.disk
                                   : std::filesystem::path(settings.file);
+        settings.merge.acceptOption = "accept-changed-parent=true";
+        settings.merge.otherPathsOption = "other-paths=true";
         std::string error;
         servedDisk = CMergedDisk::Open(path, settings.merge, error);
         if (!servedDisk) {
@@ -270,6 +275,8 @@ nbdkit_plugin Plugin() {
         "folder=FOLDER disk=NAME       The same by the name of a file in a folder\n"
         "other-paths=true              Look for parents at the absolute paths that the files keep "
         "too\n"
+        "accept-changed-parent=true    Read a parent that was changed since its child was made, or "
+        "of which nobody can tell, instead of refusing it\n"
         "replay=false                  Show the files as they stand, without the entries of their "
         "logs that are pending";
     plugin.magic_config_key = "file";

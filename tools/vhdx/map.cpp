@@ -174,6 +174,7 @@ void AddMap(CLI::App& program, CChosenCommand& chosen) {
         ->excludes(model);
     AddChainArguments(command, options->chain);
     command.get_option("--other-paths")->needs(merged);
+    command.get_option("--accept-changed-parent")->needs(merged);
     command.footer("Example: vhdx map disk.vhdx");
     Choose(command, chosen, options, RunMap);
 }

@@ -37,6 +37,7 @@ CMergedPointer Open(const CDiskOptions& options, const CChainOptions& chain, boo
     merge.logMode = options.logMode;
     merge.withParents = withParents;
     merge.otherPaths = chain.otherPaths;
+    merge.acceptChangedParent = chain.acceptChangedParent;
     std::string error;
     auto merged = NVHDXHost::CMergedDisk::Open(file, merge, error);
     if (merged == nullptr) {
@@ -58,6 +59,9 @@ void AddChainArguments(CLI::App& command, CChainOptions& chain) {
         ->type_name("NAME");
     command.add_flag("--other-paths", chain.otherPaths,
                      "Look for parents at the absolute paths that the files keep too");
+    command.add_flag("--accept-changed-parent", chain.acceptChangedParent,
+                     "Read a parent that was changed since its child was made, or of which nobody "
+                     "can tell, instead of refusing it; the bytes may be wrong");
 }
 
 std::filesystem::path ChosenFile(const std::string& source, const std::string& disk) {

@@ -18,9 +18,10 @@ namespace NTool {
 struct CChainOptions {
     std::string disk;         ///< the file, where a folder is given
     bool otherPaths = false;  ///< look for parents at the absolute paths that the files keep too
+    bool acceptChangedParent = false;  ///< read parents that may be the wrong ones
 };
 
-/// --disk NAME, for commands whose FILE may be a folder, and --other-paths.
+/// --disk NAME, for commands whose FILE may be a folder, --other-paths and --accept-changed-parent.
 void AddChainArguments(CLI::App& command, CChainOptions& chain);
 
 /// The file that is meant: `source` itself, or the one of this name in the folder `source`.

@@ -162,6 +162,7 @@ void AddRead(CLI::App& program, CChosenCommand& chosen) {
                          "The bytes that the guest sees: those of the file and of all its parents");
     AddChainArguments(command, options->chain);
     command.get_option("--other-paths")->needs(merged);
+    command.get_option("--accept-changed-parent")->needs(merged);
     command.footer(
         "Of a differencing disk this is what the file itself holds, without its parents, unless "
         "--merged is given.\n"

@@ -61,6 +61,9 @@ std::vector<std::string> DiskParameters(const CServeOptions& options) {
     if (options.chain.otherPaths) {
         parameters.emplace_back("other-paths=true");
     }
+    if (options.chain.acceptChangedParent) {
+        parameters.emplace_back("accept-changed-parent=true");
+    }
     if (options.disk.logMode == NVHDXHost::CReplayStream::asItStands) {
         parameters.emplace_back("replay=false");
     }
