@@ -17,6 +17,7 @@ namespace NTest {
 
 struct CCheckResult {
     bool checked = false;
+    std::size_t disks = 0;  ///< of a folder: how many were read
     std::string error;
     std::vector<NVHDXHost::CCheckFinding> findings;
 
@@ -61,10 +62,12 @@ inline CCheckResult CheckFolderAt(
     const std::filesystem::path& path,
     NVHDXHost::CReplayStream::EMode mode = NVHDXHost::CReplayStream::replayLog) {
     CCheckResult result;
-    result.checked = NVHDXHost::CheckFolder(
+    const auto disks = NVHDXHost::CheckFolder(
         path, mode,
         [&](const NVHDXHost::CCheckFinding& finding) { result.findings.push_back(finding); },
         result.error);
+    result.checked = disks.has_value();
+    result.disks = disks.value_or(0);
     return result;
 }
 

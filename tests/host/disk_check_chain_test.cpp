@@ -133,12 +133,5 @@ TEST_F(DiskCheckChain, ChecksEveryFileOfTheFolder) {
     EXPECT_THAT(CheckAll().Kinds(), ElementsAre("block-state", "block-state"));
 }
 
-TEST_F(DiskCheckChain, CannotCheckAFolderWithoutDisks) {
-    const CCheckResult empty = CheckAll();
-    EXPECT_FALSE(empty.checked);
-    EXPECT_EQ(empty.error, "the folder holds no .vhdx or .avhdx file");
-    EXPECT_FALSE(CheckFolderAt(m_folder / "none").checked);
-}
-
 }  // namespace
 }  // namespace NTest

@@ -1,6 +1,7 @@
 // `vhdx check`: exit status and form of the output. What is found is tested with the host pieces.
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -78,7 +79,7 @@ TEST_F(Check, TakesAFolder) {
         .WriteTo(m_folder / "b.avhdx");
     const CChildResult sound = Run({"."});
     EXPECT_EQ(sound.status, 0);
-    EXPECT_EQ(sound.output, ".: nothing is wrong\n");
+    EXPECT_EQ(sound.output, ".: 2 disks read, nothing is wrong\n");
 
     std::filesystem::remove(m_folder / "a.vhdx");
     const CChildResult broken = Run({"."});
@@ -86,7 +87,40 @@ TEST_F(Check, TakesAFolder) {
     EXPECT_EQ(broken.output,
               InThisFolder("b.avhdx") +
                   ": parent locator: \"b.avhdx\": the parent \".\\a.vhdx\" is missing: what "
-                  "this disk does not hold cannot be read (parent-missing)\n");
+                  "this disk does not hold cannot be read (parent-missing)\n"
+                  ".: 1 disk read, 1 finding\n");
+}
+
+TEST_F(Check, TakesAllThatLiesBelowAFolder) {
+    std::filesystem::create_directories(m_folder / "vm" / "old");
+    CImageBuilder().Build().WriteTo(m_folder / "vm" / "old" / "a.VHDX");
+    DynamicDisk().PayloadBlock(8, 5, 0).Build().WriteTo(m_folder / "vm" / "b.Avhdx");
+    const CChildResult text = Run({"vm"});
+    EXPECT_EQ(text.status, 1);
+    EXPECT_EQ(text.errors, "");
+    EXPECT_EQ(text.output,
+              (std::filesystem::path("vm") / "b.Avhdx").string() +
+                  ": block 8, entry at offset 3145792: the state is none that a block can have (4 "
+                  "or 5) (block-state)\n"
+                  "vm: 2 disks read, 1 finding\n");
+}
+
+TEST_F(Check, SaysBesideTheArrayHowManyDisksItRead) {
+    CImageBuilder().Build().WriteTo(m_folder / "a.vhdx");
+    const CChildResult json = Run({".", "--json"});
+    EXPECT_EQ(json.status, 0);
+    EXPECT_EQ(json.output, "[]\n");
+    EXPECT_EQ(json.errors, "vhdx: .: 1 disk read\n");
+}
+
+TEST_F(Check, EndsWith1WhereItReadsADiskAndCannotReadAnother) {
+    CImageBuilder().Build().WriteTo(m_folder / "a.vhdx");
+    std::ofstream(m_folder / "b.vhdx") << "notes";
+    const CChildResult result = Run({"."});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, InThisFolder("b.vhdx") +
+                                 ": file: the file is no VHDX container (not-a-disk)\n"
+                                 ".: 1 disk read, 1 finding\n");
 }
 
 TEST_F(Check, SaysWhatATreeMeans) {
@@ -99,7 +133,8 @@ TEST_F(Check, SaysWhatATreeMeans) {
         InThisFolder("first.avhdx") +
             ": folder: \"first.avhdx\" is the parent of \"other.avhdx\" and "
             "\"second.avhdx\": a tree and no chain; who merges one of them into the parent spoils "
-            "the others (several-children)\n");
+            "the others (several-children)\n"
+            ".: 4 disks read, 1 finding\n");
 }
 
 #if !defined(_WIN32)  // there devices have no place among the files
@@ -117,6 +152,12 @@ TEST_F(Check, EndsWith2WhenItCouldNotCheck) {
     EXPECT_EQ(missing.output, "");
     EXPECT_EQ(missing.errors, "vhdx: none.vhdx: there is no such file\n");
     EXPECT_EQ(Run({"."}).status, 2);
+    std::ofstream(m_folder / "b.vhdx") << "notes";
+    const CChildResult unread = Run({"."});
+    EXPECT_EQ(unread.status, 2);
+    EXPECT_EQ(unread.output, "");
+    EXPECT_EQ(unread.errors, "vhdx: .: not one disk could be read; \"" + InThisFolder("b.vhdx") +
+                                 "\": the file is no VHDX container\n");
     EXPECT_EQ(Run({}).status, 2);
 }
 

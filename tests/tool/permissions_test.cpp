@@ -68,6 +68,28 @@ TEST_F(Permissions, KeepFromLookingIntoAFolder) {
     Expect({"check", "closed"}, "closed: the folder cannot be read", 2);
 }
 
+/// A folder without them is a finding, beside what could be checked.
+TEST_F(Permissions, KeepFromCheckingAFolderBelow) {
+    fs::create_directory(m_folder / "listed");
+    fs::create_directory(m_folder / "listed/inner");
+    DynamicDisk().Build().WriteTo(m_folder / "listed/disk.vhdx");
+    fs::permissions(m_folder / "listed", fs::perms::owner_read);
+    CChildOptions options;
+    options.folder = m_folder.Path();
+    options.obeysPermissions = true;
+    const CChildResult result = RunVhdx({"check", "."}, options);
+    fs::permissions(m_folder / "listed", fs::perms::owner_all);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors, "");
+    const std::string unreadable =
+        ": folder: the folder cannot be read: nobody knows which disks it holds "
+        "(folder-unreadable)\n";
+    EXPECT_EQ(result.output, "./closed" + unreadable + "./listed/inner" + unreadable +
+                                 "./listed/disk.vhdx: file: the file cannot be opened "
+                                 "(not-a-disk)\n"
+                                 ".: 1 disk read, 3 findings\n");
+}
+
 TEST_F(Permissions, KeepFromWritingIntoAFolder) {
     const std::string line = "closed/out: cannot be written: Permission denied";
     Expect({"read", "disk.vhdx", "--offset", "0", "--length", "1", "-o", "closed/out"}, line);

@@ -1,10 +1,14 @@
 #include "host/disk_check.h"
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 #include "host/bat_check.h"
 #include "host/chain_check.h"
+#include "host/disk_folders.h"
 #include "host/header_check.h"
+#include "host/locator_path.h"
 #include "host/metadata_check.h"
 #include "host/region_check.h"
 
@@ -60,6 +64,65 @@ bool CheckFile(const std::filesystem::path& path, CReplayStream::EMode mode,
     return true;
 }
 
+/// Checks the files of a folder one by one. What cannot be read is told with the first disk that
+/// can: where there is none, nothing was checked.
+class CFilesChecker {
+public:
+    CFilesChecker(CReplayStream::EMode mode, const CFindingCallback& report)
+        : m_mode(mode), m_report(report) {}
+
+    void AddUnreadable(const std::filesystem::path& folder) {
+        AddUnread({folder, "folder", "folder-unreadable",
+                   "the folder cannot be read: nobody knows which disks it holds"});
+    }
+
+    void Check(const std::filesystem::path& file) {
+        CLocator locator;
+        std::string problem;
+        const auto report = [this](const CCheckFinding& finding) {
+            TellUnread();
+            m_report(finding);
+        };
+        if (CheckFile(file, m_mode, report, locator, problem)) {
+            TellUnread();
+            ++m_read;
+        } else {
+            AddUnread({file, "file", "not-a-disk", problem});
+        }
+    }
+
+    std::size_t Read() const { return m_read; }
+
+    /// Why not a single disk was read.
+    std::string WhyNone() const {
+        if (m_unread.empty()) {
+            return "the folder holds no .vhdx or .avhdx file";
+        }
+        return Sentence("not one disk could be read; ", Quoted(m_unread.front().file), ": ",
+                        m_unread.front().text);
+    }
+
+private:
+    void AddUnread(CCheckFinding finding) {
+        m_unread.push_back(std::move(finding));
+        if (m_read != 0) {
+            TellUnread();
+        }
+    }
+
+    void TellUnread() {
+        for (const CCheckFinding& finding : m_unread) {
+            m_report(finding);
+        }
+        m_unread.clear();
+    }
+
+    const CReplayStream::EMode m_mode;
+    const CFindingCallback& m_report;
+    std::size_t m_read = 0;
+    std::vector<CCheckFinding> m_unread;
+};
+
 }  // namespace
 
 bool CheckDisk(const std::filesystem::path& path, CReplayStream::EMode mode,
@@ -74,26 +137,25 @@ bool CheckDisk(const std::filesystem::path& path, CReplayStream::EMode mode,
     return true;
 }
 
-bool CheckFolder(const std::filesystem::path& folder, CReplayStream::EMode mode,
-                 const CFindingCallback& report, std::string& error) {
-    const auto tree = CFolderTree::Scan(folder, mode);
-    if (!tree) {
+std::optional<std::size_t> CheckFolder(const std::filesystem::path& folder,
+                                       CReplayStream::EMode mode, const CFindingCallback& report,
+                                       std::string& error) {
+    const CDiskFolders found = FindDisksBelow(folder);
+    if (found.folders.empty()) {
         error = "the folder cannot be read";
-        return false;
+        return std::nullopt;
     }
-    if (tree->Files().empty()) {
-        error = "the folder holds no .vhdx or .avhdx file";
-        return false;
+    CFilesChecker files(mode, report);
+    std::for_each(found.unreadable.begin(), found.unreadable.end(),
+                  [&](const auto& below) { files.AddUnreadable(below); });
+    std::for_each(found.disks.begin(), found.disks.end(),
+                  [&](const auto& disk) { files.Check(disk); });
+    if (files.Read() == 0) {
+        error = files.WhyNone();
+        return std::nullopt;
     }
-    for (const CFolderFile& file : tree->Files()) {
-        CLocator locator;
-        std::string problem;
-        if (!CheckFile(file.path, mode, report, locator, problem)) {
-            report({file.path, "file", "not-a-disk", problem});
-        }
-    }
-    CheckTree(*tree, report);
-    return true;
+    CheckTree(CFolderTree::Of(found, mode), report);
+    return files.Read();
 }
 
 }  // namespace NVHDXHost

@@ -3,7 +3,9 @@
 
 /// Whether disk files are as the disk format wants them.
 
+#include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "host/check_finding.h"
@@ -21,11 +23,14 @@ namespace NVHDXHost {
 [[nodiscard]] bool CheckDisk(const std::filesystem::path& path, CReplayStream::EMode mode,
                              const CFindingCallback& report, std::string& error);
 
-/// Checks every disk file of a folder ("vhdx" and "avhdx") and how they belong together. A file
-/// that cannot be checked is a finding. False, with the reason in `error`, when the folder cannot
-/// be read or holds no disk file.
-[[nodiscard]] bool CheckFolder(const std::filesystem::path& folder, CReplayStream::EMode mode,
-                               const CFindingCallback& report, std::string& error);
+/// Checks every disk file of a folder and of all folders below it (extensions "vhdx" and "avhdx" in
+/// any case), and how they belong together. What cannot be read, a file or a folder, is a finding.
+/// How many disks were read; none, with the reason in `error` and without findings, when that is
+/// not a single one.
+[[nodiscard]] std::optional<std::size_t> CheckFolder(const std::filesystem::path& folder,
+                                                     CReplayStream::EMode mode,
+                                                     const CFindingCallback& report,
+                                                     std::string& error);
 
 }  // namespace NVHDXHost
 

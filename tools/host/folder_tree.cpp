@@ -73,6 +73,20 @@ std::optional<CFolderTree> CFolderTree::Scan(const fs::path& folder, CReplayStre
     return tree;
 }
 
+CFolderTree CFolderTree::Of(const CDiskFolders& folders, CReplayStream::EMode mode) {
+    CFolderTree tree;
+    CParentSearch search;
+    for (const fs::path& folder : folders.folders) {
+        search.namedFolders.insert(FolderOf(folder / "disk"));
+    }
+    for (const fs::path& disk : folders.disks) {
+        const fs::path name = disk.lexically_relative(folders.folders.front());
+        tree.m_files.push_back(ReadFile(TextFromPath(name), disk, mode));
+    }
+    tree.FindTies(search);
+    return tree;
+}
+
 void CFolderTree::FindTies(const CParentSearch& search) {
     FindParents(search);
     FindForks();

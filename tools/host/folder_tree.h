@@ -1,7 +1,8 @@
 #ifndef VHDX_HOST_FOLDER_TREE_H
 #define VHDX_HOST_FOLDER_TREE_H
 
-/// The checkpoints of a folder: its disks as a tree, each child under its parent.
+/// The checkpoints of a folder, or of a folder and all below it: the disks as a tree, each child
+/// under its parent.
 
 #include <cstddef>
 #include <cstdint>
@@ -15,6 +16,7 @@
 #include <vhdx_parser/metadata.h>
 
 #include "host/chain_linking.h"
+#include "host/disk_folders.h"
 #include "host/parent_search.h"
 #include "host/replay_stream.h"
 
@@ -22,7 +24,7 @@ namespace NVHDXHost {
 
 /// One disk file of the tree; indices are places in `CFolderTree::Files`.
 struct CFolderFile {
-    std::string name;
+    std::string name;  ///< in the folder; of a file in a folder below it the path from the folder
     std::filesystem::path path;
     std::string problem;  ///< why it cannot be read; empty when it can
     CReplayResult replay;
@@ -61,6 +63,10 @@ public:
     /// does. None when the folder cannot be read.
     [[nodiscard]] static std::optional<CFolderTree> Scan(
         const std::filesystem::path& folder, CReplayStream::EMode mode = CReplayStream::replayLog);
+
+    /// The tree of all disks of several folders: a parent may lie in another one than its child.
+    /// Says nothing of what the library's chain builder would do, which knows one folder.
+    [[nodiscard]] static CFolderTree Of(const CDiskFolders& folders, CReplayStream::EMode mode);
 
     /// By name.
     [[nodiscard]] const std::vector<CFolderFile>& Files() const { return m_files; }

@@ -4,6 +4,7 @@
 #include <string_view>
 #include <system_error>
 
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "host/disk_check.h"
@@ -13,6 +14,7 @@
 #include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"
+#include "tools/vhdx/notes.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/source_file.h"
 #include "tools/vhdx/text.h"
@@ -36,18 +38,29 @@ class CFindingPrinter {
 public:
     CFindingPrinter(COutput& output, bool json) : m_output(output), m_json(json) {}
 
-    bool Any() const { return m_any; }
+    bool Any() const { return m_count != 0; }
 
     void Print(const CCheckFinding& finding) {
         m_json ? PrintJson(finding) : PrintText(finding);
-        m_any = true;
+        ++m_count;
     }
 
-    void Finish(const std::string& source) {
+    void FinishDisk(const std::string& source) {
         if (m_json) {
-            m_output.Append(m_any ? "\n]\n" : "[]\n");
-        } else if (!m_any) {
+            EndJson();
+        } else if (!Any()) {
             m_output.Print(FMT_COMPILE("{}: nothing is wrong\n"), Printable(source));
+        }
+    }
+
+    /// An array of findings has no place for how many disks there were.
+    void FinishFolder(const std::string& source, std::size_t disks) {
+        const std::string read = fmt::format("{} {} read", disks, disks == 1 ? "disk" : "disks");
+        if (m_json) {
+            EndJson();
+            PrintNote(fmt::format("{}: {}", source, read));
+        } else {
+            m_output.Print(FMT_COMPILE("{}: {}, {}\n"), Printable(source), read, CountText());
         }
     }
 
@@ -63,32 +76,53 @@ private:
                                               {"where", finding.where},
                                               {"kind", finding.kind},
                                               {"text", finding.text}};
-        m_output.Append(m_any ? ",\n  " : "[\n  ");
+        m_output.Append(Any() ? ",\n  " : "[\n  ");
         m_output.Append(
             value.dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace));
     }
 
+    void EndJson() { m_output.Append(Any() ? "\n]\n" : "[]\n"); }
+
+    std::string CountText() const {
+        return !Any() ? "nothing is wrong"
+                      : fmt::format("{} {}", m_count, m_count == 1 ? "finding" : "findings");
+    }
+
     COutput& m_output;
     bool m_json;
-    bool m_any = false;
+    std::uint64_t m_count = 0;
 };
+
+void CheckDisk(const CCheckOptions& options, const std::filesystem::path& disk,
+               CFindingPrinter& printer) {
+    CheckIsFile(options.source);
+    std::string error;
+    if (!NVHDXHost::CheckDisk(
+            disk, options.logMode,
+            [&printer](const CCheckFinding& finding) { printer.Print(finding); }, error)) {
+        throw CFailure(error);
+    }
+    printer.FinishDisk(options.source);
+}
+
+void CheckFolder(const CCheckOptions& options, const std::filesystem::path& folder,
+                 CFindingPrinter& printer) {
+    std::string error;
+    const auto disks = NVHDXHost::CheckFolder(
+        folder, options.logMode,
+        [&printer](const CCheckFinding& finding) { printer.Print(finding); }, error);
+    if (!disks) {
+        throw CFailure(Printable(error));
+    }
+    printer.FinishFolder(options.source, *disks);
+}
 
 int RunCheck(const CCheckOptions& options) {
     const std::filesystem::path source = PathOf(options.source);
     COutput output = COutput::Standard();
     CFindingPrinter printer(output, options.json);
-    const auto report = [&printer](const CCheckFinding& finding) { printer.Print(finding); };
-    std::string error;
-    const bool isFolder = NVHDXHost::IsFolder(source);
-    if (!isFolder) {
-        CheckIsFile(options.source);
-    }
-    const bool checked = isFolder ? NVHDXHost::CheckFolder(source, options.logMode, report, error)
-                                  : NVHDXHost::CheckDisk(source, options.logMode, report, error);
-    if (!checked) {
-        throw CFailure(error);
-    }
-    printer.Finish(options.source);
+    NVHDXHost::IsFolder(source) ? CheckFolder(options, source, printer)
+                                : CheckDisk(options, source, printer);
     output.Flush();
     return printer.Any() ? statusFindings : statusClean;
 }
@@ -98,7 +132,9 @@ int RunCheck(const CCheckOptions& options) {
 void AddCheck(CLI::App& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CCheckOptions>();
     CLI::App& command = *program.add_subcommand(
-        "check", "Whether a disk, or all disks of a folder, are as the format wants them");
+        "check",
+        "Whether a disk, or all disks of a folder and of those below it, are as the format wants "
+        "them");
     command.add_option("SOURCE", options->source, "A disk file (.vhdx or .avhdx), or a folder")
         ->required()
         ->type_name("");
@@ -111,6 +147,9 @@ void AddCheck(CLI::App& program, CChosenCommand& chosen) {
     command.footer(
         "Checks headers, region tables, checksums, the log, the metadata, every entry of the\n"
         "block allocation table and the ties between child and parent; reads no block's data.\n"
+        "In a folder the extensions .vhdx and .avhdx count in any case, and links to folders are\n"
+        "not followed. It ends with how many disks were read, with --json on standard error; what\n"
+        "cannot be read is a finding.\n"
         "Exit status: 0 nothing is wrong, 1 there are findings, 2 it could not be checked.\n"
         "Example: vhdx check folder");
     command.callback([&chosen, options] {

@@ -1,0 +1,76 @@
+#include "host/disk_folders.h"
+
+#include <algorithm>
+#include <string_view>
+#include <system_error>
+
+#include <vhdx_parser/file_system.h>
+
+namespace NVHDXHost {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using CName = fs::path::string_type;
+using CLetter = CName::value_type;
+
+/// Whether they differ in the case of ASCII letters at most; `lower` is in lower case.
+bool IsAlike(const CName& text, std::string_view lower) {
+    return std::equal(text.begin(), text.end(), lower.begin(), lower.end(),
+                      [](CLetter letter, char wanted) {
+                          const bool isUpper = letter >= 'A' && letter <= 'Z';
+                          return static_cast<CLetter>(letter + (isUpper ? 'a' - 'A' : 0)) == wanted;
+                      });
+}
+
+bool IsDiskName(const CName& name) {
+    CName extension;
+    return NSystem::ExtractFileExt(extension, name) &&
+           (IsAlike(extension, "vhdx") || IsAlike(extension, "avhdx"));
+}
+
+/// What the item itself is, not what it leads to; `none` where that cannot be looked at.
+fs::file_type TypeOf(const fs::path& item) {
+    std::error_code error;
+    return fs::symlink_status(item, error).type();
+}
+
+/// Adds the disks of the folder to those that were found, and to `below` the folders in it and what
+/// may be one.
+bool ReadFolder(const fs::path& folder, std::vector<fs::path>& disks,
+                std::vector<fs::path>& below) {
+    return NSystem::for_each_item_in_folder(
+        folder.native(), nullptr,
+        [&](bool&, bool isFolder, CName& name, const NSystem::CFileAttributes&) {
+            fs::path path = folder / name;
+            const fs::file_type type = TypeOf(path);
+            if (type == fs::file_type::directory) {
+                below.push_back(std::move(path));
+            } else if (!isFolder && IsDiskName(name)) {
+                disks.push_back(std::move(path));
+            } else if (type == fs::file_type::none) {
+                below.push_back(std::move(path));
+            }
+            return true;
+        });
+}
+
+}  // namespace
+
+/// Ends: no folder lies below itself where links are not followed.
+CDiskFolders FindDisksBelow(const fs::path& folder) {
+    CDiskFolders found;
+    std::vector<fs::path> waiting = {folder};
+    while (!waiting.empty()) {
+        fs::path next = std::move(waiting.back());
+        waiting.pop_back();
+        std::vector<fs::path> below;
+        const bool complete = ReadFolder(next, found.disks, below);
+        waiting.insert(waiting.end(), below.rbegin(), below.rend());
+        (complete ? found.folders : found.unreadable).push_back(std::move(next));
+    }
+    return found;
+}
+
+}  // namespace NVHDXHost
