@@ -102,5 +102,11 @@ TEST(ParentLinkage, BothKeysCountAndBadTextsDoNot) {
     EXPECT_EQ(LinkagesOf(locator).size(), 1u);
 }
 
+TEST(ParentLinkage, TheNullGuidIsNone) {
+    EXPECT_THAT(LinkagesOf(Locator(CParent::formatParentLinkage2,
+                                   L"{00000000-0000-0000-0000-000000000000}")),
+                IsEmpty());
+}
+
 }  // namespace
 }  // namespace NTest

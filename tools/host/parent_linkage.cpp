@@ -73,7 +73,8 @@ std::vector<_GUID> LinkagesOf(const CParent& locator) {
         if (entry == locator.entries.end()) {
             continue;
         }
-        if (const auto linkage = ParseGuid(entry->second.value)) {
+        const auto linkage = ParseGuid(entry->second.value);
+        if (linkage && !IsNull(*linkage)) {
             linkages.push_back(*linkage);
         }
     }

@@ -17,7 +17,8 @@ namespace NVHDXHost {
 [[nodiscard]] std::string TextOf(const _GUID& guid);
 
 /// The identifiers that a child's locator accepts for its parent's DataWriteGuid: parent_linkage
-/// and parent_linkage2. Texts that are no GUID are left out.
+/// and parent_linkage2. Texts that are no GUID are left out, and so is the null GUID: who writes it
+/// means that there is none, and it would fit every disk that has none either.
 [[nodiscard]] std::vector<_GUID> LinkagesOf(const NVHDX::NMetadata::CParent& locator);
 
 }  // namespace NVHDXHost
