@@ -276,6 +276,28 @@ TEST_F(FolderTree, AParentThatChangedIsReportedAndStillTheParent) {
     EXPECT_EQ(Linking().outcome, CLinking::links);
 }
 
+TEST_F(FolderTree, AChildWithoutLinkageIsReportedAndItsParentNotCalledChanged) {
+    Base("base.vhdx");
+    CImageBuilder()
+        .Differencing()
+        .ParentLocator({{u"relative_path", u".\\base.vhdx"}})
+        .Build()
+        .WriteTo(m_folder / "a.avhdx");
+    const CFolderTree tree = Scan();
+    EXPECT_THAT(Kinds(tree), ElementsAre(CFolderFinding::linkageMissing));
+    EXPECT_EQ(
+        tree.Findings()[0].text,
+        "\"a.avhdx\": the parent locator has no valid parent_linkage: nobody can tell whether "
+        "a parent is the right one");
+    EXPECT_EQ(tree.Files()[0].parent, 1u);
+    EXPECT_FALSE(tree.Files()[0].parentLinked);
+}
+
+TEST_F(FolderTree, ANameThatTheChildHasItselfIsNotItsParent) {
+    Child("a.avhdx", u"..\\elsewhere\\a.avhdx");
+    EXPECT_THAT(Kinds(Scan()), ElementsAre(CFolderFinding::parentMissing));
+}
+
 #if !defined(_WIN32)
 TEST_F(FolderTree, ANameBeyondLatin1IsFoundAndRefusedByTheLibrarysNarrowForm) {
     CImageBuilder().Build().WriteTo(m_folder / std::filesystem::path(u"\u0434.vhdx"));

@@ -80,8 +80,8 @@ CFolderTree CFolderTree::Of(const CDiskFolders& folders, CReplayStream::EMode mo
         search.namedFolders.insert(FolderOf(folder / "disk"));
     }
     for (const fs::path& disk : folders.disks) {
-        const fs::path name = disk.lexically_relative(folders.folders.front());
-        tree.m_files.push_back(ReadFile(TextFromPath(name), disk, mode));
+        const auto name = disk.lexically_relative(folders.folders.front()).generic_u8string();
+        tree.m_files.push_back(ReadFile(std::string(name.begin(), name.end()), disk, mode));
     }
     tree.FindTies(search);
     return tree;

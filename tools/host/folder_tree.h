@@ -24,7 +24,8 @@ namespace NVHDXHost {
 
 /// One disk file of the tree; indices are places in `CFolderTree::Files`.
 struct CFolderFile {
-    std::string name;  ///< in the folder; of a file in a folder below it the path from the folder
+    std::string
+        name;  ///< in the folder; of a file in a folder below it the path from there, with '/'
     std::filesystem::path path;
     std::string problem;  ///< why it cannot be read; empty when it can
     CReplayResult replay;
