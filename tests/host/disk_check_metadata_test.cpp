@@ -13,6 +13,16 @@ CImageBuilder WithItem(const CGuid& guid, const std::function<void(CMetadataItem
         [guid, edit](CMetadataTable& table) { edit(table.Find(guid)); });
 }
 
+CImageBuilder WithUnknownItem(std::uint32_t flags) {
+    return CImageBuilder().EditMetadata([flags](CMetadataTable& table) {
+        CMetadataItem item;
+        item.guid = NGuid::unknown;
+        item.payload = CBytes(4);
+        item.flags = flags;
+        table.items.push_back(item);
+    });
+}
+
 std::string At(const std::string& kind, const CGuid& guid) {
     return kind + " at offset " + std::to_string(CImageBuilder().ItemPosition(guid));
 }
@@ -38,18 +48,9 @@ TEST(DiskCheckMetadata, FindsEachRequiredItemThatIsMissing) {
 }
 
 TEST(DiskCheckMetadata, FindsAnUnknownItemOnlyWhereItIsRequired) {
-    const auto with = [](std::uint32_t flags) {
-        return CImageBuilder().EditMetadata([flags](CMetadataTable& table) {
-            CMetadataItem item;
-            item.guid = NGuid::unknown;
-            item.payload = CBytes(4);
-            item.flags = flags;
-            table.items.push_back(item);
-        });
-    };
-    EXPECT_THAT(Check(with(CMetadataItem::isRequired).Build()).Kinds(),
+    EXPECT_THAT(Check(WithUnknownItem(CMetadataItem::isRequired).Build()).Kinds(),
                 ElementsAre("item-unknown"));
-    EXPECT_THAT(Findings(with(0)), IsEmpty());
+    EXPECT_THAT(Findings(WithUnknownItem(0)), IsEmpty());
 }
 
 TEST(DiskCheckMetadata, FindsReservedFieldsOfTheTable) {
@@ -102,17 +103,8 @@ TEST(DiskCheckMetadata, FindsReservedBitsAndFieldsOfAnEntry) {
 }
 
 TEST(DiskCheckMetadata, FindsReservedBitsOfAnUnknownItemAndNoFlags) {
-    const auto with = [](std::uint32_t flags) {
-        return CImageBuilder().EditMetadata([flags](CMetadataTable& table) {
-            CMetadataItem item;
-            item.guid = NGuid::unknown;
-            item.payload = CBytes(4);
-            item.flags = flags;
-            table.items.push_back(item);
-        });
-    };
-    EXPECT_THAT(Findings(with(3)), IsEmpty());
-    EXPECT_THAT(Sentences(with(8)),
+    EXPECT_THAT(Findings(WithUnknownItem(3)), IsEmpty());
+    EXPECT_THAT(Sentences(WithUnknownItem(8)),
                 ElementsAre("item-reserved at offset 2097368: the item "
                             "{0BADF00D-1111-2222-3333-444444444444}: the reserved bits 3 to 31 of "
                             "its flags are not 0"));

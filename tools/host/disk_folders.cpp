@@ -45,12 +45,11 @@ bool ReadFolder(const fs::path& folder, std::vector<fs::path>& disks,
         [&](bool&, bool isFolder, CName& name, const NSystem::CFileAttributes&) {
             fs::path path = folder / name;
             const fs::file_type type = TypeOf(path);
-            if (type == fs::file_type::directory) {
+            const bool isDisk = !isFolder && IsDiskName(name);
+            if (type == fs::file_type::directory || (type == fs::file_type::none && !isDisk)) {
                 below.push_back(std::move(path));
-            } else if (!isFolder && IsDiskName(name)) {
+            } else if (isDisk) {
                 disks.push_back(std::move(path));
-            } else if (type == fs::file_type::none) {
-                below.push_back(std::move(path));
             }
             return true;
         });

@@ -33,7 +33,7 @@ struct CMetadataEntry {
     const CKnownItem* known;  ///< null when the format does not know the item
     std::string name;
 
-    CMetadataEntry(const unsigned char* bytes, std::uint64_t position);
+    CMetadataEntry(const unsigned char* entry, std::uint64_t place);
 
     [[nodiscard]] std::uint32_t Flags() const;
     [[nodiscard]] bool IsRequired() const;
