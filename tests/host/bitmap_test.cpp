@@ -28,7 +28,7 @@ std::uint64_t SlowEndOfRun(const CBytes& bitmap, std::uint64_t sector, std::uint
 }
 
 TEST(BitmapRun, EndsWhereTheBitsChange) {
-    for (const std::uint64_t change : {1u, 7u, 8u, 63u, 64u, 65u, 127u, 128u, 190u}) {
+    for (const std::uint64_t change : {1u, 7u, 8u, 63u, 64u, 65u, 127u, 128u, 190u, 195u, 200u}) {
         CBytes bitmap(25, 0xFF);
         for (std::uint64_t bit = change; bit < 200; ++bit) {
             bitmap[bit / 8] = static_cast<unsigned char>(bitmap[bit / 8] & ~(1u << bit % 8));
@@ -61,6 +61,15 @@ TEST(BitmapCache, APieceCanBeTakenBack) {
     cache.Remove(0, 0);
     EXPECT_EQ(cache.Find(0, 0), nullptr);
     EXPECT_EQ(cache.Count(), 0u);
+}
+
+TEST(BitmapCache, WhatIsNotThereCannotBeTakenBack) {
+    CBitmapCache cache(2);
+    cache.Add(0, 0)[0] = 1;
+    cache.Remove(0, 16384);
+    cache.Remove(1, 0);
+    EXPECT_EQ(cache.Count(), 1u);
+    EXPECT_EQ((*cache.Find(0, 0))[0], 1);
 }
 
 }  // namespace

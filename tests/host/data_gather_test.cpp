@@ -126,6 +126,21 @@ TEST(DataGather, ReadsAtMostAMebibyteAtOnce) {
                 ElementsAre(CReadCall(0, 0, 1024 * KiB), CReadCall(0, 1024 * KiB, 1024 * KiB)));
 }
 
+TEST(DataGather, ReadsNoByteMoreThanAMebibyteAtOnce) {
+    std::vector<CWanted> pieces;
+    for (std::uint64_t at = 0; at < 960 * KiB; at += 64 * KiB) {
+        pieces.push_back({0, at, 64 * KiB});
+    }
+    pieces.push_back({0, 960 * KiB + 1, 64 * KiB});
+    EXPECT_THAT(CallsFor(pieces),
+                ElementsAre(CReadCall(0, 0, 960 * KiB), CReadCall(0, 960 * KiB + 1, 64 * KiB)));
+}
+
+TEST(DataGather, ReadsAPlaceThatIsNamedOftenAsOften) {
+    const std::vector<CWanted> pieces(40, CWanted{0, 2 * KiB, 4 * KiB});
+    EXPECT_EQ(CallsFor(pieces), std::vector<CReadCall>(40, CReadCall(0, 2 * KiB, 4 * KiB)));
+}
+
 TEST(DataGather, ReadsAPlaceThatIsNamedTwiceTwice) {
     EXPECT_THAT(CallsFor({{0, 0, 4 * KiB}, {0, 2 * KiB, 4 * KiB}}),
                 ElementsAre(CReadCall(0, 0, 4 * KiB), CReadCall(0, 2 * KiB, 4 * KiB)));
