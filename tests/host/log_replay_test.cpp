@@ -174,6 +174,16 @@ TEST(LogReplay, OfTwoSequencesTheOneWithTheGreatestSequenceNumberIsActive) {
     EXPECT_EQ(replay.Page(6 * MiB), CBytes{});
 }
 
+TEST(LogReplay, TheActiveSequenceMayStandBehindAnOlderOne) {
+    const CReplay replay(
+        CLogImage()
+            .Put(0, CLogEntryBuilder(3, 0).Page(5 * MiB, PageOf(1)).Bytes())
+            .Put(65536, CLogEntryBuilder(20, 65536).Page(6 * MiB, PageOf(2)).Bytes()));
+    EXPECT_EQ(replay.result.entries, 1u);
+    EXPECT_EQ(replay.Page(5 * MiB), CBytes{});
+    EXPECT_EQ(replay.Page(6 * MiB), PageOf(2));
+}
+
 TEST(LogReplay, AnOlderEntryBehindTheSequenceDoesNotContinueIt) {
     const CReplay replay(
         CLogImage()
@@ -233,6 +243,7 @@ TEST(LogReplay, AnImpossibleFileSizeIsRefused) {
 struct CBadPlace {
     std::uint64_t offset;
     std::uint32_t length;
+    const char* reason;
 };
 
 class LogPlace : public testing::TestWithParam<CBadPlace> {};
@@ -243,13 +254,23 @@ TEST_P(LogPlace, IsRefused) {
                              .FileSize(8 * MiB)
                              .Build());
     EXPECT_EQ(replay.result.status, CReplayResult::unreadable);
+    EXPECT_EQ(replay.result.error, std::string("the log cannot be replayed: ") + GetParam().reason);
 }
 
-INSTANTIATE_TEST_SUITE_P(LogReplay, LogPlace,
-                         testing::Values(CBadPlace{MiB, 0}, CBadPlace{MiB, 4096},
-                                         CBadPlace{0, 1048576}, CBadPlace{MiB + 4096, 1048576},
-                                         CBadPlace{8 * MiB, 1048576}, CBadPlace{7 * MiB, 2097152},
-                                         CBadPlace{0xFFFFFFFFFFF00000, 1048576}));
+const CBadPlace badPlaces[] = {
+    {MiB, 0, "the header gives the log an impossible place: offset 1048576, length 0"},
+    {MiB, 4096, "the header gives the log an impossible place: offset 1048576, length 4096"},
+    {0, 1048576, "the header gives the log an impossible place: offset 0, length 1048576"},
+    {4096, 1048576, "the header gives the log an impossible place: offset 4096, length 1048576"},
+    {MiB + 4096, 1048576,
+     "the header gives the log an impossible place: offset 1052672, length 1048576"},
+    {8 * MiB, 1048576, "the log reaches past the end of the file"},
+    {9 * MiB, 1048576, "the log reaches past the end of the file"},
+    {7 * MiB, 2097152, "the log reaches past the end of the file"},
+    {0xFFFFFFFFFFF00000, 1048576, "the log reaches past the end of the file"},
+};
+
+INSTANTIATE_TEST_SUITE_P(LogReplay, LogPlace, testing::ValuesIn(badPlaces));
 
 TEST(LogReplay, AnUnknownLogVersionIsRefused) {
     const CReplay replay(

@@ -43,7 +43,6 @@ std::string WhyNotTaken(const CLogEntry& entry, std::uint64_t fileSize) {
 
 std::shared_ptr<const CLogOverlay> Refuse(CReplayResult& result, const std::string& reason) {
     result.status = CReplayResult::unreadable;
-    result.entries = 0;
     result.error = "the log cannot be replayed: " + reason;
     return nullptr;
 }
