@@ -114,6 +114,14 @@ TEST_F(ReplayStream, SeeksLikeAFile) {
     EXPECT_TRUE(stream.fail());
 }
 
+TEST_F(ReplayStream, CannotBeWritten) {
+    const CReplayStream stream(Write(DirtyDisk()));
+    const std::streampos none(-1);
+    EXPECT_EQ(stream.rdbuf()->pubseekpos(0, std::ios_base::out), none);
+    EXPECT_EQ(stream.rdbuf()->pubseekoff(0, std::ios_base::beg, std::ios_base::out), none);
+    EXPECT_EQ(stream.rdbuf()->pubseekpos(512, std::ios_base::in), std::streampos(512));
+}
+
 TEST_F(ReplayStream, TheLibraryReadsTheReplayedTable) {
     CReplayStream stream(Write(DirtyDisk()));
     NVHDX::CAccessor accessor;
@@ -130,6 +138,7 @@ TEST_F(ReplayStream, AsItStandsNothingIsReplayed) {
     EXPECT_EQ(stream.Result().status, CReplayResult::notTried);
     EXPECT_EQ(stream.Size(), 5 * MiB);
     EXPECT_TRUE(stream.good());
+    EXPECT_EQ(stream.tellg(), std::streampos(0));
 }
 
 TEST_F(ReplayStream, AFileWithoutPendingEntriesIsReadThroughItsOwnBuffer) {
