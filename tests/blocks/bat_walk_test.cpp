@@ -56,6 +56,24 @@ TEST(BATWalk, AnEmptyTableHasNoChunkWithAParent) {
     EXPECT_THAT(walked.walk.Chunks(), IsEmpty());
 }
 
+TEST(BATWalk, ALongChunkHasTheBlocksOfItsEntriesAndNoOthers) {
+    for (const std::size_t count : {511u, 512u, 513u, 1023u, 1025u}) {
+        CWords words(count);
+        for (std::size_t i = 0; i < count; ++i) {
+            words[i] = i << 20 | 6;
+        }
+        CWalked walked(words, 2048, false);
+        ASSERT_TRUE(walked.success);
+        ASSERT_THAT(walked.walk.Chunks(), SizeIs(1));
+        const auto& blocks = walked.walk.Chunks()[0].getPayloadBlocks();
+        ASSERT_THAT(blocks, SizeIs(count));
+        for (std::size_t i = 0; i < count; ++i) {
+            ASSERT_EQ(blocks[i].offset, i);
+        }
+        EXPECT_EQ(walked.walk.LargestOffsetIndex(), count - 1);
+    }
+}
+
 TEST(BATWalk, TheEndOfTheTableClosesAChunkOfItsOwnAfterASectorBitmapEntry) {
     CWalked walked({0x900006, 0xA00006, 0}, 2, false);
     EXPECT_TRUE(walked.success);

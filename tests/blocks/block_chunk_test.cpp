@@ -332,6 +332,16 @@ TEST(BlockChunk, SourceOfAMoveCanBeFilledAgain) {
     ExpectTaken(target);
 }
 
+TEST(BlockChunk, SourceOfAMoveForgetsWhichBlocksItFound) {
+    CBlockChunk source;
+    CBlockChunk target(std::move(source));
+    source.InitPayloadBlock(CPayloadBlock::NotPresent, 7);
+    EXPECT_EQ(source.GetPayloadBlock(0), nullptr);
+    target = std::move(source);
+    source.InitPayloadBlock(CPayloadBlock::NotPresent, 7);
+    EXPECT_EQ(source.GetPayloadBlock(0), nullptr);
+}
+
 TEST(BlockChunk, GrowthOfAChunkVectorDropsLoadedSectorBitmaps) {
     std::vector<CBlockChunk> chunks(1);
     Fill(chunks[0]);
