@@ -6,26 +6,27 @@
 
 #include <vhdx_parser/file_system.h>
 
+#include "host/library_name.h"
+#include "host/path_query.h"
+
 namespace NVHDXHost {
 
 namespace {
 
 namespace fs = std::filesystem;
 
-using CName = fs::path::string_type;
-using CLetter = CName::value_type;
-
 /// Whether they differ in the case of ASCII letters at most; `lower` is in lower case.
-bool IsAlike(const CName& text, std::string_view lower) {
+bool IsAlike(const CPlatformName& text, std::string_view lower) {
     return std::equal(text.begin(), text.end(), lower.begin(), lower.end(),
-                      [](CLetter letter, char wanted) {
+                      [](CPlatformLetter letter, char wanted) {
                           const bool isUpper = letter >= 'A' && letter <= 'Z';
-                          return static_cast<CLetter>(letter + (isUpper ? 'a' - 'A' : 0)) == wanted;
+                          return static_cast<CPlatformLetter>(letter + (isUpper ? 'a' - 'A' : 0)) ==
+                                 wanted;
                       });
 }
 
-bool IsDiskName(const CName& name) {
-    CName extension;
+bool IsDiskName(const CPlatformName& name) {
+    CPlatformName extension;
     return NSystem::ExtractFileExt(extension, name) &&
            (IsAlike(extension, "vhdx") || IsAlike(extension, "avhdx"));
 }
@@ -33,7 +34,7 @@ bool IsDiskName(const CName& name) {
 /// What the item itself is, not what it leads to; `none` where that cannot be looked at.
 fs::file_type TypeOf(const fs::path& item) {
     std::error_code error;
-    return fs::symlink_status(item, error).type();
+    return KindOfLink(item, error);
 }
 
 /// Adds the disks of the folder to those that were found, and to `below` the folders in it and what
@@ -42,7 +43,7 @@ bool ReadFolder(const fs::path& folder, std::vector<fs::path>& disks,
                 std::vector<fs::path>& below) {
     return NSystem::for_each_item_in_folder(
         folder.native(), nullptr,
-        [&](bool&, bool isFolder, CName& name, const NSystem::CFileAttributes&) {
+        [&](bool&, bool isFolder, CPlatformName& name, const NSystem::CFileAttributes&) {
             fs::path path = folder / name;
             const fs::file_type type = TypeOf(path);
             const bool isDisk = !isFolder && IsDiskName(name);

@@ -1,11 +1,11 @@
 #include "host/parent_search.h"
 
 #include <algorithm>
-#include <system_error>
 
 #include "host/current_header.h"
 #include "host/locator_path.h"
 #include "host/parent_linkage.h"
+#include "host/path_query.h"
 #include "host/replay_stream.h"
 
 namespace NVHDXHost {
@@ -15,17 +15,13 @@ namespace {
 namespace fs = std::filesystem;
 
 /// Where the headers and region tables lie; every container is larger.
-constexpr std::uintmax_t HeaderArea = 1048576;
+constexpr std::uint64_t HeaderArea = 1048576;
 
 /// Not a pipe or a device, and none of the files without a size that a system makes up while they
 /// are read: who reads some of those waits for as long as nothing happens.
 bool CanBeDisk(const fs::path& path) {
-    std::error_code error;
-    if (!fs::is_regular_file(path, error)) {
-        return false;
-    }
-    const std::uintmax_t size = fs::file_size(path, error);
-    return !error && size >= HeaderArea;
+    const std::optional<CFileState> state = StateOf(path);
+    return state && state->size >= HeaderArea;
 }
 
 bool IsLinked(const std::vector<_GUID>& linkages, CByteStream& parent) {

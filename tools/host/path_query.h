@@ -5,7 +5,9 @@
 /// which refuses each name with a '?' in it, and so the paths of snapshots and devices. One
 /// implementation for each platform: path_query_posix.cpp and path_query_windows.cpp.
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 namespace NVHDXHost {
@@ -20,6 +22,15 @@ namespace NVHDXHost {
                                                     std::error_code& error);
 
 [[nodiscard]] bool IsFolder(const std::filesystem::path& path);
+
+/// What changes when a file is written.
+struct CFileState {
+    std::uint64_t size = 0;    ///< bytes
+    std::int64_t changed = 0;  ///< time of the last change, in the units of the platform's clock
+};
+
+/// Of a regular file; none where there is no such file, or it cannot be told.
+[[nodiscard]] std::optional<CFileState> StateOf(const std::filesystem::path& path);
 
 /// One name for a file, however it is reached; the path itself where there is no such name.
 [[nodiscard]] std::filesystem::path Canonical(const std::filesystem::path& path);

@@ -17,6 +17,20 @@ bool IsFolder(const fs::path& path) {
     return fs::is_directory(path, error);
 }
 
+std::optional<CFileState> StateOf(const fs::path& path) {
+    std::error_code error;
+    if (!fs::is_regular_file(path, error)) {
+        return std::nullopt;
+    }
+    const std::uintmax_t size = fs::file_size(path, error);
+    if (error) {
+        return std::nullopt;
+    }
+    const auto changed = fs::last_write_time(path, error);
+    return error ? std::nullopt
+                 : std::optional(CFileState{size, changed.time_since_epoch().count()});
+}
+
 fs::path Canonical(const fs::path& path) {
     std::error_code error;
     fs::path canonical = fs::canonical(path, error);

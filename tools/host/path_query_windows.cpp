@@ -106,6 +106,20 @@ bool IsFolder(const fs::path& path) {
     return KindOf(path, error) == fs::file_type::directory;
 }
 
+std::optional<CFileState> StateOf(const fs::path& path) {
+    DWORD error = ERROR_SUCCESS;
+    const CHandle file = OpenToAsk(path, 0, error);
+    BY_HANDLE_FILE_INFORMATION information = {};
+    if (!file || KindOf(file) != fs::file_type::regular ||
+        GetFileInformationByHandle(file.get(), &information) == 0) {
+        return std::nullopt;
+    }
+    const FILETIME& time = information.ftLastWriteTime;
+    return CFileState{
+        std::uint64_t{information.nFileSizeHigh} << 32 | information.nFileSizeLow,
+        static_cast<std::int64_t>(std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime)};
+}
+
 fs::path Canonical(const fs::path& path) {
     DWORD error = ERROR_SUCCESS;
     const CHandle file = OpenToAsk(path, 0, error);

@@ -1,6 +1,6 @@
 #include <filesystem>
-#include <system_error>
 
+#include "host/path_query.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/disk.h"
 #include "tools/vhdx/text.h"
@@ -11,16 +11,14 @@ namespace {
 
 /// A device has the length that it was opened with.
 std::string LengthNow(const std::filesystem::path& path, std::uint64_t lengthWhenOpened) {
-    std::error_code error;
-    const std::uintmax_t length = std::filesystem::file_size(path, error);
-    return std::to_string(error ? lengthWhenOpened : length);
+    const auto state = NVHDXHost::StateOf(path);
+    return std::to_string(state ? state->size : lengthWhenOpened);
 }
 
 /// In the units of the platform's clock for files, which compare with themselves only.
 std::string ChangeTime(const std::filesystem::path& path) {
-    std::error_code error;
-    const auto time = std::filesystem::last_write_time(path, error);
-    return error ? "unknown" : std::to_string(time.time_since_epoch().count());
+    const auto state = NVHDXHost::StateOf(path);
+    return state ? std::to_string(state->changed) : "unknown";
 }
 
 }  // namespace

@@ -32,8 +32,10 @@ int MoveToFreePlace(const fs::path& file, const fs::path& place) {
     return Move(file, place, 0);
 }
 
-void RemoveQuietly(const fs::path& file) noexcept {
-    (void)DeleteFileW(file.c_str());
+int Remove(const fs::path& file) noexcept {
+    const DWORD error = DeleteFileW(file.c_str()) != 0 ? ERROR_SUCCESS : GetLastError();
+    return error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND ? 0
+                                                                   : NVHDXHost::ErrorNumber(error);
 }
 
 /// Windows refuses to replace a file that is read-only, and knows no other permissions here.
@@ -58,9 +60,10 @@ int MoveToFreePlace(const fs::path& file, const fs::path& place) {
     return error == std::errc::file_exists ? error.value() : MoveOver(file, place);
 }
 
-void RemoveQuietly(const fs::path& file) noexcept {
+int Remove(const fs::path& file) noexcept {
     std::error_code error;
     fs::remove(file, error);
+    return error.value();
 }
 
 void CopyPermissions(const fs::path& older, const fs::path& file) {
@@ -72,5 +75,9 @@ void CopyPermissions(const fs::path& older, const fs::path& file) {
 }
 
 #endif
+
+void RemoveQuietly(const fs::path& file) noexcept {
+    (void)Remove(file);
+}
 
 }  // namespace NTool

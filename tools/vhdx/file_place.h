@@ -16,6 +16,8 @@ namespace NTool {
 [[nodiscard]] int MoveToFreePlace(const std::filesystem::path& file,
                                   const std::filesystem::path& place);
 
+/// Also 0 when there is no such file.
+[[nodiscard]] int Remove(const std::filesystem::path& file) noexcept;
 void RemoveQuietly(const std::filesystem::path& file) noexcept;
 
 /// Gives the file the permissions of an older one that it replaces, where there are such.

@@ -10,6 +10,7 @@
 #include <fmt/format.h>
 
 #include "host/checksum.h"
+#include "host/path_query.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/text.h"
 
@@ -53,11 +54,12 @@ CFailure NoIdentity(const fs::path& model, std::string_view what) {
 std::string ReadText(const fs::path& model) {
     std::error_code error;
     const fs::path place = IdentityPlace(model);
-    if (!fs::exists(place, error)) {
+    const fs::file_type kind = NVHDXHost::KindOf(place, error);
+    if (kind == fs::file_type::not_found) {
         throw NoIdentity(model, "is missing");
     }
     std::string text(largestText, '\0');
-    if (fs::is_regular_file(place, error)) {
+    if (kind == fs::file_type::regular) {
         std::ifstream file(place, std::ios::binary);
         file.read(text.data(), largestText);
         text.resize(static_cast<std::size_t>(file.gcount()));
@@ -117,8 +119,8 @@ std::string Difference(const CDiskTrait& now, const std::string& saved, bool ofS
 fs::path IdentityPlace(const fs::path& model) {
     std::error_code error;
     // Of a link it is beside the document that the link leads to.
-    const fs::path target = fs::is_symlink(model, error) ? fs::canonical(model, error) : model;
-    fs::path place = error || target.empty() ? model : target;
+    const bool isLink = NVHDXHost::KindOfLink(model, error) == fs::file_type::symlink;
+    fs::path place = isLink ? NVHDXHost::Canonical(model) : model;
     place += ".identity";
     return place;
 }

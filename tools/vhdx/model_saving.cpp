@@ -6,8 +6,10 @@
 #include <fmt/format.h>
 
 #include "host/locator_path.h"
+#include "host/path_query.h"
 #include "tools/vhdx/block_runs.h"
 #include "tools/vhdx/command_line.h"
+#include "tools/vhdx/file_place.h"
 #include "tools/vhdx/library_document.h"
 #include "tools/vhdx/output_file.h"
 #include "tools/vhdx/saved_model.h"
@@ -58,8 +60,7 @@ void WriteIdentity(const fs::path& model, const std::string& disk, const std::st
         file.Output().Append(text);
         file.Commit();
     } catch (const CFailure&) {
-        std::error_code error;
-        fs::remove(model, error);
+        RemoveQuietly(model);
         throw;
     }
 }
@@ -69,13 +70,11 @@ void RemoveIdentity(const fs::path& model, const std::string& disk) {
     const fs::path place = IdentityPlace(model);
     const std::string name = NVHDXHost::TextFromPath(place);
     CheckNotRead(name, PathOf(disk));
-    std::error_code error;
-    if (fs::is_directory(place, error)) {
+    if (NVHDXHost::IsFolder(place)) {
         throw CFailure(name, "this is a folder");
     }
-    fs::remove(place, error);
-    if (error) {
-        throw CFailure(name, "cannot be replaced: " + error.message());
+    if (const int error = Remove(place); error != 0) {
+        throw CFailure(name, "cannot be replaced: " + std::generic_category().message(error));
     }
 }
 
@@ -88,8 +87,9 @@ void CheckModelPlace(const std::string& name) {
                        "one; name a file");
     }
     std::error_code error;
-    const fs::file_status status = fs::status(PathOf(name), error);
-    if (fs::exists(status) && !fs::is_regular_file(status) && !fs::is_directory(status)) {
+    const fs::file_type kind = NVHDXHost::KindOf(PathOf(name), error);
+    if (kind != fs::file_type::none && kind != fs::file_type::not_found &&
+        kind != fs::file_type::regular && kind != fs::file_type::directory) {
         throw CFailure(name, "only a file can be written, no device and no pipe");
     }
 }
