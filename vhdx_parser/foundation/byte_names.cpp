@@ -1,6 +1,7 @@
 #include "vhdx_parser/foundation/byte_names.h"
 
 #include <cstdint>
+#include <iterator>
 
 namespace NByteNames {
 namespace {
@@ -16,19 +17,20 @@ bool IsWithin(TPoint point, TPoint begin, TPoint end) {
     return point >= begin && point < end;
 }
 
-/// How a sequence of UTF-8 begins: what marks its first byte, and the smallest point that needs it.
+/// A form of UTF-8: how many bytes a character has, the smallest that needs them, and what marks
+/// the first byte.
 struct CLead {
-    unsigned char mask;
-    unsigned char mark;
     std::size_t length;
     TPoint smallest;
+    unsigned char mask;
+    unsigned char mark;
 };
 
 constexpr CLead leads[] = {
-    {0x80, 0x00, 1, 0},
-    {0xE0, 0xC0, 2, 0x80},
-    {0xF0, 0xE0, 3, 0x800},
-    {0xF8, 0xF0, 4, 0x10000},
+    {1, 0, 0x80, 0x00},
+    {2, 0x80, 0xE0, 0xC0},
+    {3, 0x800, 0xF0, 0xE0},
+    {4, 0x10000, 0xF8, 0xF0},
 };
 
 struct CDecoded {
