@@ -80,8 +80,13 @@ std::string NameIn(const NVHDXHost::CPlatformName& opened) {
 }
 
 std::string NativePath(const std::string& folder, const NVHDXHost::CPlatformName& opened) {
-    const std::filesystem::path path = PathOf(folder) / PathOf(NameIn(opened));
-    return NVHDXHost::TextFromPath(path.generic_string<NVHDXHost::CPlatformLetter>());
+    const fs::path path = PathOf(folder) / PathOf(NameIn(opened));
+    std::string text = NVHDXHost::TextFromPath(path);
+    // Windows takes such a path as it stands, and none with '/' in it.
+    const bool isTakenAsItStands = text.rfind(R"(\\?\)", 0) == 0;
+    return isTakenAsItStands
+               ? text
+               : NVHDXHost::TextFromPath(path.generic_string<NVHDXHost::CPlatformLetter>());
 }
 
 std::string JsonText(const std::string& text) {
