@@ -103,6 +103,12 @@ TYPED_TEST(GetDifferentialOf, RecordsAreAppended) {
     this->ExpectInBase(results[3]);
 }
 
+TYPED_TEST(GetDifferentialOf, IndexThatNamesAPlaceBehindTheBlockFindsNothing) {
+    this->circuit.baseBlocksByOffset[6] = {0, 0};  // that block ends there
+    EXPECT_EQ(this->Ask(4 * MiB, 512).size(), 1U);
+    EXPECT_THAT(this->Ask(6 * MiB, 512), IsEmpty());
+}
+
 TYPED_TEST(GetDifferentialOf, SectorIsFoundAtItsPlaceInTheFile) {
     const auto& file = this->Add({{{0, NotPresent}, {20, FullyPresent}}});
     const auto results = this->Ask(11 * MiB + 512, 512);
