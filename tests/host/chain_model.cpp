@@ -49,7 +49,7 @@ CChainModel& CChainModel::AddDisk(const CDiskShape& shape) {
         builder.Differencing().ParentLocator({{u"parent_linkage", LinkageText(disk - 1)},
                                               {u"relative_path", u".\\" + Wide(Name(disk - 1))}});
     }
-    m_disks.push_back({shape, builder, {}});
+    m_disks.push_back({shape, builder, {}, {}});
     m_content.resize(static_cast<std::size_t>(shape.size));
     return *this;
 }
@@ -61,6 +61,7 @@ std::uint64_t CChainModel::BlockCount() const {
 CChainModel& CChainModel::Present(std::uint64_t block, std::uint64_t seed) {
     const std::uint64_t size = Shape().blockSize;
     Builder().AllocateData(block, seed);
+    Say(data, block * size, size);
     SetContent(block * size, size, Pattern(seed, block * size, size));
     return *this;
 }
@@ -72,6 +73,7 @@ CChainModel& CChainModel::Partial(std::uint64_t block, std::uint64_t seed,
     Builder().AllocatePartialData(block, seed);
     for (const std::uint64_t sector : sectors) {
         const std::uint64_t offset = block * size + sector * sectorSize;
+        Say(data, offset, sectorSize);
         SetContent(offset, sectorSize, Pattern(seed, offset, sectorSize));
         // The first sector of a chunk is the lowest bit of its bitmap's first byte.
         const std::uint64_t diskSector = offset / sectorSize;
@@ -87,8 +89,26 @@ CChainModel& CChainModel::Partial(std::uint64_t block, std::uint64_t seed,
 CChainModel& CChainModel::Empty(std::uint64_t block, EEmpty state, bool withSpace) {
     const std::uint64_t size = Shape().blockSize;
     Builder().PayloadBlock(block, state, withSpace ? 2 : 0);
+    Say(zeros, block * size, size);
     SetContent(block * size, size, CBytes(static_cast<std::size_t>(size)));
     return *this;
+}
+
+void CChainModel::Say(ESays what, std::uint64_t offset, std::uint64_t length) {
+    const std::uint64_t sectorSize = Shape().sectorSize;
+    for (std::uint64_t at = offset; at < offset + length; at += sectorSize) {
+        m_disks.back().sectors[at / sectorSize] = what;
+    }
+}
+
+CChainModel::ESays CChainModel::Says(std::size_t disk, std::uint64_t sector) const {
+    const auto found = m_disks[disk].sectors.find(sector);
+    return found == m_disks[disk].sectors.end() ? nothing : found->second;
+}
+
+std::uint64_t CChainModel::Position(std::size_t disk, std::uint64_t offset) const {
+    const std::uint64_t size = m_disks[disk].shape.blockSize;
+    return m_disks[disk].builder.BlockPosition(offset / size) + offset % size;
 }
 
 /// What lies past the end of the disk is no content.

@@ -36,6 +36,9 @@ public:
     /// State bits of the table.
     enum EEmpty : unsigned { undefined = 1, zero = 2, unmapped = 3 };
 
+    /// What a file says of a sector of the disk.
+    enum ESays { nothing, data, zeros };
+
     /// Adds a disk on top; the steps below change it. What it is longer than its parent is zeros.
     CChainModel& AddDisk(const CDiskShape& shape);
     CChainModel& Present(std::uint64_t block, std::uint64_t seed);
@@ -48,6 +51,11 @@ public:
     CImageBuilder& Builder() { return m_disks.back().builder; }
     const CDiskShape& Shape() const { return m_disks.back().shape; }
     std::uint64_t BlockCount() const;
+
+    /// What the steps made this disk's own file say, and where it has the data.
+    ESays Says(std::size_t disk, std::uint64_t sector) const;
+    std::uint64_t Position(std::size_t disk, std::uint64_t offset) const;
+    const CDiskShape& ShapeOf(std::size_t disk) const { return m_disks[disk].shape; }
 
     /// The bytes that the guest of the disk on top sees.
     const CBytes& Content() const { return m_content; }
@@ -62,8 +70,10 @@ private:
         CDiskShape shape;
         CImageBuilder builder;
         std::map<std::uint64_t, CBytes> bitmaps;
+        std::map<std::uint64_t, ESays> sectors;
     };
 
+    void Say(ESays what, std::uint64_t offset, std::uint64_t length);
     void SetContent(std::uint64_t begin, std::uint64_t length, const CBytes& bytes);
 
     std::vector<CDisk> m_disks;
