@@ -43,4 +43,9 @@ std::filesystem::path PathOf(const std::string& argument) {
 
 #endif
 
+std::string TextOfPath(const std::filesystem::path& path) {
+    const std::u8string text = path.generic_u8string();
+    return std::string(text.begin(), text.end());
+}
+
 }  // namespace NTool

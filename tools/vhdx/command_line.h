@@ -16,6 +16,9 @@ namespace NTool {
 /// The file that an argument names.
 [[nodiscard]] std::filesystem::path PathOf(const std::string& argument);
 
+/// A path in results: UTF-8, with '/' between its parts on every platform.
+[[nodiscard]] std::string TextOfPath(const std::filesystem::path& path);
+
 }  // namespace NTool
 
 #endif

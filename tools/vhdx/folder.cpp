@@ -54,6 +54,8 @@ void AddFolderArguments(CLI::App& command, CFolderOptions& folder) {
 
 NVHDXHost::CFolderTree ScanFolder(const CFolderOptions& options) {
     CheckFolder(PathOf(options.folder));
+    const CTraceWriter trace(options.traceLevel);
+    const CTraceWriter::CPause pause(trace);
     auto tree = NVHDXHost::CFolderTree::Scan(PathOf(options.folder), options.logMode);
     if (!tree) {
         throw CFailure("the folder cannot be read");
