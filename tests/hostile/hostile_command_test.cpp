@@ -35,7 +35,7 @@ std::vector<CArguments> Commands() {
         {"map", "hostile.vhdx", "--sectors"},
         {"map", "hostile.vhdx", "--svg", "picture.svg"},
         {"read", "hostile.vhdx", "--offset", "0", "--length", "4K"},
-        {"read", "hostile.vhdx", "--offset", "0", "--length", "4K", "--merged"},
+        {"read", "hostile.vhdx", "--offset", "0", "--length", "4K", "--file-only"},
         {"locate", "hostile.vhdx", "--offset", "0", "--length", "1"},
         {"locate", "hostile.vhdx", "--offset", "0", "--length", "16M", "--json"},
         {"changes", "hostile.vhdx", "--ranges", "ranges.txt"},

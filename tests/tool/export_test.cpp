@@ -158,7 +158,7 @@ TEST_F(Export, WantsToKnowWhichDiskOfAFolder) {
     EXPECT_EQ(Run({"0.vhdx", "--disk", "1.avhdx", "-o", "disk.raw"}).errors,
               "vhdx: 0.vhdx: this is not a folder, so there is nothing to choose with --disk\n");
     EXPECT_EQ(Run({".", "--disk", "7.avhdx", "-o", "disk.raw"}).errors,
-              "vhdx: " + (fs::path(".") / "7.avhdx").string() + ": there is no such file\n");
+              "vhdx: 7.avhdx: there is no such file\n");
 }
 
 TEST_F(Export, OfAChainWithoutItsBaseLeavesNothing) {

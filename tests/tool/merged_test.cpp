@@ -5,10 +5,12 @@
 #include <nlohmann/json.hpp>
 
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
 #include "tests/host/chain_model.h"
+#include "tests/host/random_chain.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/vhdx_command.h"
 
@@ -64,11 +66,15 @@ TEST_F(Merged, ReadGivesRangesAtAnyPlace) {
     }
 }
 
+TEST_F(Merged, IsWhatIsReadUnlessToldOtherwise) {
+    EXPECT_TRUE(Run({"read", "1.avhdx"}) == Content(0, 4 * MiB));
+    EXPECT_TRUE(Run({"read", ".", "--disk", "0.vhdx", "--offset", "1M"}) ==
+                Run({"read", "0.vhdx", "--file-only", "--offset", "1M"}));
+}
+
 TEST_F(Merged, AlsoOneFileAloneIsChosenInAFolder) {
     for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"map"},
-          {"map", "--sectors"},
-          {"read", "--offset", "0", "--length", "4M"}}) {
+         {std::vector<std::string>{"map"}, {"map", "--sectors"}, {"read", "--file-only"}}) {
         std::vector<std::string> byPath = arguments;
         byPath.insert(byPath.begin() + 1, "1.avhdx");
         std::vector<std::string> byName = arguments;
@@ -215,6 +221,50 @@ TEST_F(Merged, MapWantsOneQuestionAtATime) {
         RunVhdxIn(m_folder.Path(), {"map", "1.avhdx", "--sectors", "--merged"});
     EXPECT_EQ(result.status, 2);
 }
+
+class RandomView : public testing::TestWithParam<unsigned> {
+protected:
+    RandomView() { m_chain.WriteTo(m_folder.Path()); }
+
+    std::string Read(const std::vector<std::string>& arguments) const {
+        const CChildResult result = RunVhdxIn(m_folder.Path(), arguments);
+        EXPECT_EQ(result.status, 0) << result.errors;
+        return result.output;
+    }
+
+    /// Sector by sector what the disk's own file was made to hold, from its place in the file.
+    std::string ContentOfFile(std::size_t disk) const {
+        std::ifstream stream(m_folder / CChainModel::Name(disk), std::ios::binary);
+        const std::string file(std::istreambuf_iterator<char>(stream), {});
+        const std::uint64_t sectorSize = m_chain.ShapeOf(disk).sectorSize;
+        std::string content(m_chain.ShapeOf(disk).size, '\0');
+        for (std::uint64_t at = 0; at < content.size(); at += sectorSize) {
+            if (m_chain.Says(disk, at / sectorSize) == CChainModel::data) {
+                content.replace(at, sectorSize, file, m_chain.Position(disk, at), sectorSize);
+            }
+        }
+        return content;
+    }
+
+    CTemporaryFolder m_folder;
+    CChainModel m_chain = CRandomChain(GetParam()).Make();
+};
+
+TEST_P(RandomView, OfTheGuestAndOfEachFileIsThatOfTheModel) {
+    const CBytes& content = m_chain.Content();
+    EXPECT_TRUE(Read({"read", CChainModel::Name(m_chain.Count() - 1)}) ==
+                std::string(content.begin(), content.end()));
+    for (std::size_t disk = 0; disk < m_chain.Count(); ++disk) {
+        const std::string name = CChainModel::Name(disk);
+        const std::string expected = ContentOfFile(disk);
+        EXPECT_TRUE(Read({"read", name, "--file-only"}) == expected) << name;
+        Read({"save", name, "model.xml"});
+        EXPECT_TRUE(Read({"read", name, "--file-only", "--model", "model.xml"}) == expected)
+            << name;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomView, testing::Range(0u, 8u));
 
 }  // namespace
 }  // namespace NTest

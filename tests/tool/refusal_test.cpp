@@ -51,7 +51,7 @@ TEST_F(Refusal, OfAFolderByEveryCommandThatTakesAFile) {
     const std::vector<std::vector<std::string>> commands = {
         {"info"},
         {"map"},
-        {"read", "--offset", "0", "--length", "1"},
+        {"read", "--file-only"},
         {"locate", "--offset", "0", "--length", "1"},
         {"changes", "--ranges", "ranges.txt"},
         {"bitmap", "--chunk", "0", "--position"},
@@ -70,7 +70,7 @@ TEST_F(Refusal, OfAFolderWithoutTheNameOfItsDisk) {
     const std::string line =
         "folder.vhdx: this is a folder; --disk NAME says which of its disks is meant";
     Expect({"map", "--merged", "folder.vhdx"}, line);
-    Expect({"read", "--merged", "folder.vhdx", "--offset", "0", "--length", "1"}, line);
+    Expect({"read", "folder.vhdx"}, line);
     Expect({"export", "folder.vhdx", "-o", "disk.raw"}, line);
 }
 
@@ -182,8 +182,7 @@ TEST_F(Refusal, OfDataThatTheFileDoesNotHold) {
     disk.Build().WriteTo(m_folder / "disk.vhdx");
     std::filesystem::resize_file(m_folder / "disk.vhdx", disk.BlockPosition(4) + 512);
     Expect({"read", "disk.vhdx", "--offset", "4M", "--length", "1M"},
-           "disk.vhdx: Requested data. Failed to process with offset \"" +
-               std::to_string(disk.BlockPosition(4)) + "\"");
+           "disk.vhdx: block 4 claims a place that is not in the file");
 }
 
 #if !defined(_WIN32)
@@ -207,7 +206,7 @@ TEST_F(Refusal, OfAClosedPipeIsQuiet) {
         {"chain", m_folder.Narrow()},
         {"diff", m_folder.Narrow(), "--offset", "0", "--length", "9M"},
         {"locate", disk, "--offset", "0", "--length", "9M"},
-        {"read", disk, "--offset", "0", "--length", "9M"},
+        {"read", "--file-only", disk, "--offset", "0", "--length", "9M"},
         {"--help"}};
     for (const std::vector<std::string>& arguments : commands) {
         const CChildResult result = RunVhdx(arguments, options);

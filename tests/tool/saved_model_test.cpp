@@ -55,7 +55,7 @@ TEST_F(SavedModel, TakesThePlaceOfTheTableInEveryCommandThatNeedsIt) {
     std::ofstream(m_folder / "ranges.txt") << "0,512\n1M,3M\n";
     const std::vector<CArguments> commands = {
         {"map", "disk.vhdx"},
-        {"read", "disk.vhdx", "--offset", "512K", "--length", "3M"},
+        {"read", "disk.vhdx", "--file-only", "--offset", "512K", "--length", "3M"},
         {"locate", "disk.vhdx", "--offset", "512K", "--length", "3M"},
         {"changes", "disk.vhdx", "--ranges", "ranges.txt"}};
     for (const CImageBuilder& disk : {DynamicDisk(), DifferencingDisk()}) {

@@ -27,7 +27,7 @@ TEST(Usage, NeedsACommandThatExists) {
 
 TEST(Usage, NeedsAFileAndARange) {
     ExpectWrongUsage({"info"}, "FILE is required");
-    ExpectWrongUsage({"read", "disk.vhdx"}, "--offset is required");
+    ExpectWrongUsage({"read"}, "FILE is required");
     ExpectWrongUsage({"locate", "disk.vhdx", "--offset", "0"}, "--length is required");
 }
 

@@ -22,6 +22,12 @@ std::shared_ptr<const CMergedDisk> CMergedDisk::Open(const fs::path& path,
     return disk->Follow(path, options, error) ? disk : nullptr;
 }
 
+std::shared_ptr<const CMergedDisk> CMergedDisk::OfFile(CDiskLayer layer) {
+    const std::shared_ptr<CMergedDisk> disk(new CMergedDisk);
+    disk->m_layers.push_back(std::move(layer));
+    return disk;
+}
+
 /// Ends: each turn adds a file that was not in the chain before.
 bool CMergedDisk::Follow(fs::path path, const CMergeOptions& options, std::string& error) {
     const CParentSearch search{{FolderOf(path)}, options.otherPaths};

@@ -36,6 +36,9 @@ public:
                                                                  const CMergeOptions& options,
                                                                  std::string& error);
 
+    /// The disk of one file that was loaded before; what it does not hold are holes.
+    [[nodiscard]] static std::shared_ptr<const CMergedDisk> OfFile(CDiskLayer layer);
+
     /// Bytes of the virtual disk: the newest file decides.
     [[nodiscard]] std::uint64_t Size() const { return Newest().parameters.virtdisksz; }
     [[nodiscard]] std::uint32_t SectorSize() const { return Newest().parameters.logsectsz; }

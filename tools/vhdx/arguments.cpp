@@ -8,6 +8,10 @@ namespace NTool {
 
 namespace {
 
+constexpr const char* offsetHelp =
+    "Where the range starts on the virtual disk, in bytes; K, M, G and T multiply by powers of "
+    "1024";
+
 void AddSize(CLI::App& command, const std::string& name, const std::string& help,
              std::uint64_t& size) {
     AddSizeArgument(command, name, help, [&size](std::uint64_t given) {
@@ -16,6 +20,15 @@ void AddSize(CLI::App& command, const std::string& name, const std::string& help
 }
 
 }  // namespace
+
+CRangeOptions CRangeChoice::On(std::uint64_t virtualSize) const {
+    CRangeOptions range{offset.value_or(0), length.value_or(0)};
+    CheckRange(range.offset, range.length, virtualSize);
+    if (!length) {
+        range.length = virtualSize - range.offset;
+    }
+    return range;
+}
 
 CLI::Option* AddSizeArgument(CLI::App& command, const std::string& name, const std::string& help,
                              std::function<void(std::uint64_t)> take) {
@@ -65,11 +78,17 @@ CLI::Option* AddRangesArgument(CLI::App& command, std::string& file) {
 }
 
 void AddRangeArguments(CLI::App& command, CRangeOptions& range) {
-    AddSize(command, "--offset",
-            "Where the range starts on the virtual disk, in bytes; K, M, G and T multiply by "
-            "powers of 1024",
-            range.offset);
+    AddSize(command, "--offset", offsetHelp, range.offset);
     AddSize(command, "--length", "How long the range is, as --offset", range.length);
+}
+
+void AddRangeArguments(CLI::App& command, CRangeChoice& range) {
+    AddSizeArgument(command, "--offset", std::string(offsetHelp) + "; without it 0",
+                    [&range](std::uint64_t given) { range.offset = given; });
+    AddSizeArgument(command, "--length",
+                    "How long the range is, as --offset; without it the range goes to the disk's "
+                    "end",
+                    [&range](std::uint64_t given) { range.length = given; });
 }
 
 }  // namespace NTool

@@ -19,6 +19,15 @@ struct CRangeOptions {
     std::uint64_t length = 0;
 };
 
+/// A range of a virtual disk whose ends may be left open.
+struct CRangeChoice {
+    std::optional<std::uint64_t> offset;  ///< none: from the start of the disk
+    std::optional<std::uint64_t> length;  ///< none: to its end
+
+    /// The range on a disk of this size. Throws `CFailure` when the disk does not have it.
+    CRangeOptions On(std::uint64_t virtualSize) const;
+};
+
 /// FILE, --trace and --no-replay, which every command on one disk file has.
 void AddDiskArguments(CLI::App& command, CDiskOptions& disk);
 
@@ -36,8 +45,11 @@ CLI::Option* AddSizeArgument(CLI::App& command, const std::string& name, const s
 /// --ranges, the name of a file for `ReadRanges`.
 CLI::Option* AddRangesArgument(CLI::App& command, std::string& file);
 
-/// --offset and --length.
+/// --offset and --length, both required.
 void AddRangeArguments(CLI::App& command, CRangeOptions& range);
+
+/// --offset and --length, of which either may be left out.
+void AddRangeArguments(CLI::App& command, CRangeChoice& range);
 
 /// When the arguments name this command, `run` will be called with its options.
 template <class TOptions>

@@ -49,6 +49,17 @@ CModel CDisk::LoadModel() {
     return model;
 }
 
+NVHDXHost::CDiskLayer CDisk::Layer(const CModel& model) const {
+    NVHDXHost::CDiskLayer layer;
+    layer.path = PathOf(m_file);
+    layer.replay = m_stream->Result();
+    layer.overlay = m_stream->Overlay();
+    layer.fileSize = m_fileSize;
+    layer.parameters = model.params;
+    layer.blocks = NVHDXHost::CBlockMap(model.blocks, model.params, m_stream->Size());
+    return layer;
+}
+
 void CDisk::PassTable(const NVHDX::CFileParameters& params, const CPassingBuffer::CReport& report) {
     CPassingBuffer buffer(*m_stream->rdbuf(), report);
     std::basic_istream<unsigned char> stream(&buffer);

@@ -13,6 +13,7 @@
 
 #include "host/current_header.h"
 #include "host/disk_geometry.h"
+#include "host/disk_layer.h"
 #include "host/replay_stream.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/model_identity.h"
@@ -65,6 +66,9 @@ public:
 
     /// Reads the whole block allocation table, or the saved model that takes its place.
     CModel LoadModel();
+
+    /// The file with these blocks, as a merged disk takes it.
+    NVHDXHost::CDiskLayer Layer(const CModel& model) const;
 
     bool HasSavedModel() const { return !m_savedModel.empty(); }
     /// Whether somebody asked for the library's lines.

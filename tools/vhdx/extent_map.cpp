@@ -4,11 +4,10 @@
 #include <string_view>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
-#include "host/locator_path.h"
+#include "host/chain_changes.h"
 #include "host/merged_reader.h"
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_line.h"
+#include "tools/vhdx/merged_source.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {
@@ -22,7 +21,7 @@ public:
     CExtentPrinter(const NVHDXHost::CMergedDisk& disk, EExtentsOf what, COutput& output)
         : m_what(what), m_output(output) {
         for (const NVHDXHost::CDiskLayer& layer : disk.Layers()) {
-            m_files.push_back(NVHDXHost::TextFromPath(layer.path));
+            m_files.push_back(TextOfPath(layer.path));
         }
         m_leavesToParents = what == EExtentsOf::oneFile && disk.Newest().HasParent();
     }
@@ -54,18 +53,12 @@ public:
             isData ? std::to_string(extent.position) : "null", isData && extent.overlaid);
     }
 
-    /// A disk has at least one run.
-    void EndJson() const { m_output.Append("\n]\n"); }
+    void EndJson() const { m_output.Append(m_separator == ",\n  " ? "\n]\n" : "[]\n"); }
 
 private:
     bool IsOfChain() const { return m_what == EExtentsOf::chain; }
 
     const std::string& FileOf(const CExtent& extent) const { return m_files[extent.layer]; }
-
-    /// Bytes that are no UTF-8 cannot stand in JSON.
-    static std::string JsonText(const std::string& text) {
-        return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    }
 
     std::string_view KindOf(const CExtent& extent) const {
         switch (extent.kind) {
@@ -93,10 +86,12 @@ private:
     std::string_view m_separator = "[\n  ";
 };
 
-}  // namespace
+using CDiskPointer = std::shared_ptr<const NVHDXHost::CMergedDisk>;
 
-void PrintExtents(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk, EExtentsOf what,
-                  bool json, COutput& output) {
+/// Prints the extents that `enumerate` hands to a callback.
+template <class TEnumerate>
+void Print(const CDiskPointer& disk, EExtentsOf what, bool json, COutput& output,
+           TEnumerate enumerate) {
     NVHDXHost::CMergedReader reader(disk);
     CExtentPrinter printer(*disk, what, output);
     if (!json) {
@@ -106,13 +101,29 @@ void PrintExtents(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk, EEx
         json ? printer.PrintJson(extent) : printer.PrintText(extent);
         return true;
     };
-    if (!reader.Extents(0, disk->Size(), print)) {
-        throw CFailure(Printable(reader.Error()));
+    if (!enumerate(reader, print)) {
+        throw ReadFailure(*disk, reader.Error());
     }
     if (json) {
         printer.EndJson();
     }
     output.Flush();
+}
+
+}  // namespace
+
+void PrintExtents(const CDiskPointer& disk, EExtentsOf what, const CRangeOptions& range, bool json,
+                  COutput& output) {
+    Print(disk, what, json, output, [&range](auto& reader, const auto& print) {
+        return reader.Extents(range.offset, range.length, print);
+    });
+}
+
+void PrintChanges(const CDiskPointer& disk, std::size_t since, const CRangeOptions& range,
+                  bool json, COutput& output) {
+    Print(disk, EExtentsOf::chain, json, output, [since, &range](auto& reader, const auto& print) {
+        return NVHDXHost::ChangesSince(reader, since, range.offset, range.length, print);
+    });
 }
 
 }  // namespace NTool

@@ -4,16 +4,21 @@
 #include <memory>
 
 #include "host/merged_disk.h"
+#include "tools/vhdx/arguments.h"
 #include "tools/vhdx/output.h"
 
 namespace NTool {
 
 enum class EExtentsOf { chain, oneFile };
 
-/// Prints where the runs of a disk come from, run by run, as text or as a JSON array, and flushes
+/// Prints where a range of a disk comes from, run by run, as text or as a JSON array, and flushes
 /// the output. Of one file the runs that it leaves to its parents are called so.
 void PrintExtents(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk, EExtentsOf what,
-                  bool json, COutput& output);
+                  const CRangeOptions& range, bool json, COutput& output);
+
+/// The same of what the files newer than `since` hold in place of the older disk's data.
+void PrintChanges(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk, std::size_t since,
+                  const CRangeOptions& range, bool json, COutput& output);
 
 }  // namespace NTool
 

@@ -3,8 +3,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include <nlohmann/json.hpp>
-
 #include "host/locator_path.h"
 #include "host/path_query.h"
 #include "tools/vhdx/arguments.h"
@@ -89,10 +87,6 @@ std::string NativePath(const std::string& folder, const NVHDXHost::CPlatformName
     return isTakenAsItStands
                ? text
                : NVHDXHost::TextFromPath(path.generic_string<NVHDXHost::CPlatformLetter>());
-}
-
-std::string JsonText(const std::string& text) {
-    return nlohmann::json(text).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
 }
 
 }  // namespace NTool

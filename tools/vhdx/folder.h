@@ -56,9 +56,6 @@ std::string NativePath(const std::string& folder, const NVHDXHost::CPlatformName
 /// The name in such a path.
 std::string NameIn(const NVHDXHost::CPlatformName& opened);
 
-/// A JSON string, in ASCII; what is no UTF-8 becomes U+FFFD.
-std::string JsonText(const std::string& text);
-
 }  // namespace NTool
 
 #endif

@@ -129,10 +129,10 @@ void RunMap(const CMapOptions& options) {
     }
     if (options.merged || options.sectors) {
         COutput output = COutput::Standard();
-        PrintExtents(options.merged ? OpenMerged(options.disk, options.chain)
-                                    : OpenAlone(options.disk, options.chain),
-                     options.merged ? EExtentsOf::chain : EExtentsOf::oneFile, options.json,
-                     output);
+        const auto disk = options.merged ? OpenMerged(options.disk, options.chain)
+                                         : OpenAlone(options.disk, options.chain);
+        PrintExtents(disk, options.merged ? EExtentsOf::chain : EExtentsOf::oneFile,
+                     {0, disk->Size()}, options.json, output);
         return;
     }
     CDisk disk(ChosenDisk(options.disk, options.chain));

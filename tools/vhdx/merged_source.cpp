@@ -1,5 +1,6 @@
 #include "tools/vhdx/merged_source.h"
 
+#include <optional>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -16,12 +17,18 @@ namespace NTool {
 
 namespace {
 
-/// The reason alone, where it is about the file that the message names anyway.
-CFailure Failure(const std::filesystem::path& file, const std::string& error) {
+/// The reason alone, where the text begins with the name of the file that it is about.
+std::optional<CFailure> FailureOf(const std::filesystem::path& file, const std::string& error) {
     const std::string prefix = NVHDXHost::Quoted(file) + ": ";
-    const bool named = error.compare(0, prefix.size(), prefix) == 0;
-    return CFailure(NVHDXHost::TextFromPath(file),
-                    Printable(named ? error.substr(prefix.size()) : error));
+    if (!error.starts_with(prefix)) {
+        return std::nullopt;
+    }
+    return CFailure(NVHDXHost::TextFromPath(file), Printable(error.substr(prefix.size())));
+}
+
+CFailure Failure(const std::filesystem::path& file, const std::string& error) {
+    return FailureOf(file, error)
+        .value_or(CFailure(NVHDXHost::TextFromPath(file), Printable(error)));
 }
 
 using CMergedPointer = std::shared_ptr<const NVHDXHost::CMergedDisk>;
@@ -38,6 +45,8 @@ CMergedPointer Open(const CDiskOptions& options, const CChainOptions& chain, boo
     merge.withParents = withParents;
     merge.otherPaths = chain.otherPaths;
     merge.acceptChangedParent = chain.acceptChangedParent;
+    const CTraceWriter trace(options.traceLevel);
+    const CTraceWriter::CPause pause(trace);
     std::string error;
     auto merged = NVHDXHost::CMergedDisk::Open(file, merge, error);
     if (merged == nullptr) {
@@ -72,7 +81,12 @@ std::filesystem::path ChosenFile(const std::string& source, const std::string& d
     if (!isFolder && !disk.empty()) {
         throw CFailure("this is not a folder, so there is nothing to choose with --disk");
     }
-    return isFolder ? PathOf(source) / PathOf(disk) : PathOf(source);
+    if (!isFolder) {
+        return PathOf(source);
+    }
+    // In the current folder a file has its name alone, as its parents have.
+    const std::filesystem::path folder = PathOf(source).lexically_normal();
+    return folder == "." || folder == "./" ? PathOf(disk) : PathOf(source) / PathOf(disk);
 }
 
 CDiskOptions ChosenDisk(CDiskOptions options, const CChainOptions& chain) {
@@ -90,6 +104,15 @@ std::shared_ptr<const NVHDXHost::CMergedDisk> OpenMerged(const CDiskOptions& opt
 std::shared_ptr<const NVHDXHost::CMergedDisk> OpenAlone(const CDiskOptions& options,
                                                         const CChainOptions& chain) {
     return Open(options, chain, false);
+}
+
+CFailure ReadFailure(const NVHDXHost::CMergedDisk& disk, const std::string& error) {
+    for (const NVHDXHost::CDiskLayer& layer : disk.Layers()) {
+        if (const auto failure = FailureOf(layer.path, error)) {
+            return *failure;
+        }
+    }
+    return CFailure(Printable(error));
 }
 
 }  // namespace NTool

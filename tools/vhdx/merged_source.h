@@ -40,6 +40,9 @@ std::shared_ptr<const NVHDXHost::CMergedDisk> OpenMerged(const CDiskOptions& opt
 std::shared_ptr<const NVHDXHost::CMergedDisk> OpenAlone(const CDiskOptions& options,
                                                         const CChainOptions& chain);
 
+/// What a reader of this disk says of its failure; the subject is the file that it names.
+CFailure ReadFailure(const NVHDXHost::CMergedDisk& disk, const std::string& error);
+
 }  // namespace NTool
 
 #endif

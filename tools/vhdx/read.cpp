@@ -8,13 +8,12 @@
 
 #include "host/raw_export.h"
 #include "tools/vhdx/arguments.h"
-#include "tools/vhdx/block_runs.h"
+#include "tools/vhdx/extent_map.h"
 #include "tools/vhdx/merged_source.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/output_file.h"
 #include "tools/vhdx/progress.h"
 #include "tools/vhdx/saved_model.h"
-#include "tools/vhdx/text.h"
 
 namespace NTool {
 
@@ -25,12 +24,15 @@ constexpr std::uint64_t pieceSize = std::uint64_t{1024} * 1024;
 
 struct CReadOptions {
     CDiskOptions disk;
-    CRangeOptions range;
+    CRangeChoice range;
     std::string output;
     EProgress progress = EProgress::automatic;
-    bool merged = false;
+    bool json = false;
+    bool fileOnly = false;
     CChainOptions chain;
 };
+
+using CDiskPointer = std::shared_ptr<const NVHDXHost::CMergedDisk>;
 
 bool IsStandard(const std::string& output) {
     return output.empty() || output == "-";
@@ -42,40 +44,18 @@ EProgress WantedProgress(const CReadOptions& options) {
     return mixed && options.progress == EProgress::automatic ? EProgress::never : options.progress;
 }
 
-void CopyRange(CDisk& disk, const CModel& model, const CReadOptions& options, COutput& output) {
-    const CRangeOptions& range = options.range;
-    CProgress progress(WantedProgress(options), "reading ");
-    progress.Start(range.length);
-    NVHDX::CDynamicAllocBuffer<unsigned char, unsigned __int64> buffer;
-    const std::uint64_t end = range.offset + range.length;
-    std::uint64_t offset = range.offset;
-    while (offset != end) {
-        const std::uint64_t count = std::min(pieceSize - offset % pieceSize, end - offset);
-        if (HasData(model, offset, count)) {
-            disk.ReadPayload(model, offset, count, buffer);
-            output.Write(buffer.data, count);
-        } else {
-            output.WriteZeros(count);
-        }
-        offset += count;
-        progress.Advance(count);
-    }
-    output.Flush();
-}
-
-/// Writes the merged bytes one behind the other.
-class CMergedOutput final : public NVHDXHost::IRawTarget {
+/// Writes the bytes of the disk one behind the other.
+class CBytesInOrder final : public NVHDXHost::IRawTarget {
 public:
-    CMergedOutput(std::shared_ptr<const NVHDXHost::CMergedDisk> disk, COutput& output,
-                  CProgress& progress)
-        : m_reader(std::move(disk)), m_output(output), m_progress(progress), m_buffer(pieceSize) {}
+    CBytesInOrder(const CDiskPointer& disk, COutput& output, CProgress& progress)
+        : m_reader(disk), m_output(output), m_progress(progress), m_buffer(pieceSize) {}
 
     void CopyFrom(std::size_t, std::uint64_t, std::uint64_t offset, std::uint64_t length) override {
         for (const std::uint64_t end = offset + length; offset != end;) {
             const std::span<unsigned char> piece(
                 m_buffer.data(), static_cast<std::size_t>(std::min(pieceSize, end - offset)));
             if (!m_reader.Read(offset, piece)) {
-                throw CFailure(Printable(m_reader.Error()));
+                throw ReadFailure(m_reader.Disk(), m_reader.Error());
             }
             Write(offset, piece);
             offset += piece.size();
@@ -97,49 +77,71 @@ private:
     std::vector<unsigned char> m_buffer;
 };
 
-void CopyMerged(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk,
-                const CReadOptions& options, COutput& output) {
+void WriteBytes(const CDiskPointer& disk, const CRangeOptions& range, const CReadOptions& options,
+                COutput& output) {
     CProgress progress(WantedProgress(options), "reading ");
-    progress.Start(options.range.length);
+    progress.Start(range.length);
     NVHDXHost::CRawExport source(disk);
-    CMergedOutput target(disk, output, progress);
-    if (!source.Copy(options.range.offset, options.range.length, target)) {
-        throw CFailure(Printable(source.Error()));
+    CBytesInOrder target(disk, output, progress);
+    if (!source.Copy(range.offset, range.length, target)) {
+        throw ReadFailure(*disk, source.Error());
     }
     output.Flush();
 }
 
-void RunMerged(const CReadOptions& options) {
-    const auto disk = OpenMerged(options.disk, options.chain);
-    CheckRange(options.range.offset, options.range.length, disk->Size());
+void WriteAnswer(const CDiskPointer& disk, const CRangeOptions& range, const CReadOptions& options,
+                 COutput& output) {
+    if (options.json) {
+        PrintExtents(disk, options.fileOnly ? EExtentsOf::oneFile : EExtentsOf::chain, range, true,
+                     output);
+        return;
+    }
+    WriteBytes(disk, range, options, output);
+}
+
+/// The file alone is read through the library's model of its blocks, which may be a saved one.
+CDiskPointer OpenSource(const CReadOptions& options) {
+    if (!options.fileOnly) {
+        return OpenMerged(options.disk, options.chain);
+    }
+    CDisk disk(ChosenDisk(options.disk, options.chain));
+    return NVHDXHost::CMergedDisk::OfFile(disk.Layer(disk.LoadModel()));
+}
+
+void RunRead(const CReadOptions& options) {
+    const CDiskPointer disk = OpenSource(options);
+    const CRangeOptions range = options.range.On(disk->Size());
     if (IsStandard(options.output)) {
         COutput output = COutput::Standard();
-        CopyMerged(disk, options, output);
+        WriteAnswer(disk, range, options, output);
         return;
     }
     for (const NVHDXHost::CDiskLayer& layer : disk->Layers()) {
         CheckNotRead(options.output, layer.path);
     }
     COutputFile file(options.output, options.disk.file);
-    CopyMerged(disk, options, file.Output());
+    WriteAnswer(disk, range, options, file.Output());
     file.Commit();
 }
 
-void RunRead(const CReadOptions& options) {
-    if (options.merged) {
-        RunMerged(options);
-        return;
-    }
-    CDisk disk(ChosenDisk(options.disk, options.chain));
-    CheckRange(options.range.offset, options.range.length, disk.Geometry().virtualSize);
-    if (IsStandard(options.output)) {
-        COutput output = COutput::Standard();
-        CopyRange(disk, disk.LoadModel(), options, output);
-        return;
-    }
-    COutputFile file(options.output, options.disk.file);
-    CopyRange(disk, disk.LoadModel(), options, file.Output());
-    file.Commit();
+/// The guest's disk, or what one file holds.
+void AddViewArguments(CLI::App& command, const std::shared_ptr<CReadOptions>& options) {
+    CLI::Option* const fileOnly = command.add_flag(
+        "--file-only", options->fileOnly,
+        "What the file itself holds, without its parents: zeros where it holds nothing");
+    const std::string mergedHelp = "The bytes that the guest sees, as without this word";
+    command.add_flag("--merged", mergedHelp)->excludes(fileOnly);
+    AddChainArguments(command, options->chain);
+    command.get_option("--other-paths")->excludes(fileOnly);
+    command.get_option("--accept-changed-parent")->excludes(fileOnly);
+    command.parse_complete_callback([options] {
+        if (!options->disk.model.empty() && !options->fileOnly) {
+            throw CLI::ValidationError(
+                "--model",
+                "a saved model is of one file and does not know its parents; it goes with "
+                "--file-only");
+        }
+    });
 }
 
 }  // namespace
@@ -147,7 +149,7 @@ void RunRead(const CReadOptions& options) {
 void AddRead(CLI::App& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CReadOptions>();
     CLI::App& command = *program.add_subcommand(
-        "read", "The bytes of a range of the virtual disk, zeros where the file holds no data");
+        "read", "The bytes of a disk, or of a range of it, as its guest sees them");
     AddDiskArguments(command, options->disk);
     AddModelArgument(command, options->disk);
     AddRangeArguments(command, options->range);
@@ -157,15 +159,15 @@ void AddRead(CLI::App& program, CChosenCommand& chosen) {
                     "standard output")
         ->type_name("OUT");
     AddProgressArgument(command, options->progress);
-    CLI::Option* const merged =
-        command.add_flag("--merged", options->merged,
-                         "The bytes that the guest sees: those of the file and of all its parents");
-    AddChainArguments(command, options->chain);
-    command.get_option("--other-paths")->needs(merged);
-    command.get_option("--accept-changed-parent")->needs(merged);
+    command.add_flag(
+        "--json", options->json,
+        "Print where the bytes come from instead: an array of {\"start\", \"length\", "
+        "\"kind\", \"file\", \"offset\", \"in_log\"}, as 'vhdx map --merged' does; with "
+        "--file-only the kind \"parent\" is what the file leaves to its parents");
+    AddViewArguments(command, options);
     command.footer(
-        "Of a differencing disk this is what the file itself holds, without its parents, unless "
-        "--merged is given.\n"
+        "Of a differencing disk these are the bytes of the file and of all its parents, which are\n"
+        "looked for by the paths that the files keep. --model goes with --file-only.\n"
         "Example: vhdx read disk.vhdx --offset 1M --length 64K -o part.bin");
     Choose(command, chosen, options, RunRead);
 }

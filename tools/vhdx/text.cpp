@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 namespace NTool {
 
@@ -105,6 +106,10 @@ std::string Printable(std::string_view utf8) {
         utf8.remove_prefix(length == 0 ? 1 : length);
     }
     return printable;
+}
+
+std::string JsonText(const std::string& text) {
+    return nlohmann::json(text).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
 }
 
 std::string InUnits(std::uint64_t bytes) {
