@@ -48,6 +48,8 @@ std::vector<CArguments> Commands() {
         {"chain", ".", "--json"},
         {"diff", "."},
         {"diff", ".", "--json", "--offset", "0", "--length", "4K"},
+        {"diff", ".", "--library"},
+        {"diff", ".", "--library", "--offset", "0", "--length", "4K"},
         {"export", "hostile.vhdx", "-o", "disk.raw"},
         {"check", "hostile.vhdx"},
         {"check", "hostile.vhdx", "--json"},

@@ -264,6 +264,23 @@ TEST_P(RandomView, OfTheGuestAndOfEachFileIsThatOfTheModel) {
     }
 }
 
+/// The content of the base with the changes laid over it, each from its place in its file.
+TEST_P(RandomView, OfTheChangesMakesTheNewestDiskOfTheBase) {
+    std::string content = Read({"read", "0.vhdx"});
+    content.resize(m_chain.Content().size());
+    for (const CJson& change : CJson::parse(Read({"diff", ".", "--json"}))) {
+        const std::uint64_t length = change["length"];
+        std::string bytes(length, '\0');
+        if (change["kind"] == "data") {
+            std::ifstream file(m_folder / change["file"].get<std::string>(), std::ios::binary);
+            file.seekg(change["offset"].get<std::streamoff>());
+            file.read(bytes.data(), static_cast<std::streamsize>(length));
+        }
+        content.replace(change["start"].get<std::size_t>(), length, bytes);
+    }
+    EXPECT_TRUE(content == std::string(m_chain.Content().begin(), m_chain.Content().end()));
+}
+
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomView, testing::Range(0u, 8u));
 
 }  // namespace

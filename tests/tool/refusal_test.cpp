@@ -77,7 +77,7 @@ TEST_F(Refusal, OfAFolderWithoutTheNameOfItsDisk) {
 TEST_F(Refusal, OfAFileByEveryCommandThatTakesAFolder) {
     DynamicDisk().Build().WriteTo(m_folder / "disk.vhdx");
     Expect({"chain", "disk.vhdx"}, "disk.vhdx: this is not a folder");
-    Expect({"diff", "disk.vhdx"}, "disk.vhdx: this is not a folder");
+    Expect({"diff", "disk.vhdx", "--library"}, "disk.vhdx: this is not a folder");
 }
 
 #if !defined(_WIN32)
@@ -204,7 +204,7 @@ TEST_F(Refusal, OfAClosedPipeIsQuiet) {
         {"map", "--sectors", disk},
         {"read", "--merged", disk, "--offset", "0", "--length", "9M"},
         {"chain", m_folder.Narrow()},
-        {"diff", m_folder.Narrow(), "--offset", "0", "--length", "9M"},
+        {"diff", m_folder.Narrow()},
         {"locate", disk, "--offset", "0", "--length", "9M"},
         {"read", "--file-only", disk, "--offset", "0", "--length", "9M"},
         {"--help"}};

@@ -82,14 +82,15 @@ TEST_F(Replay, IsSaidByEveryCommand) {
     EXPECT_EQ(Run({"locate", "disk.vhdx", "--offset", "0", "--length", "1"}).errors, note);
     EXPECT_EQ(Run({"export", "disk.vhdx", "-o", "disk.raw"}).errors, note);
     EXPECT_EQ(Run({"chain", "."}).errors, note);
+    EXPECT_EQ(Run({"diff", "disk.vhdx"}).errors, note);
     EXPECT_EQ(Run({"chain", ".", "--no-replay"}).errors, "");
 }
 
 TEST_F(Replay, IsNotForTheLibrarysOwnMerge) {
     DirtyDisk().Build().WriteTo(m_folder / "disk.vhdx");
-    EXPECT_EQ(Run({"diff", "."}).errors,
+    EXPECT_EQ(Run({"diff", ".", "--library"}).errors,
               "vhdx: disk.vhdx: log: 1 entry not in place yet, the file is read as it stands\n");
-    EXPECT_EQ(Run({"diff", ".", "--no-replay"}).errors, "");
+    EXPECT_EQ(Run({"diff", ".", "--library", "--no-replay"}).errors, "");
 }
 
 TEST_F(Replay, ThatIsNotPossibleCanBeLeftOutOfAChain) {

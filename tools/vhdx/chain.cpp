@@ -79,7 +79,7 @@ void AddChain(CLI::App& program, CChosenCommand& chosen) {
         "           \"parent\" is a file, null when there is none or it is missing; a finding is\n"
         "           {\"kind\", \"text\"} with a kind of unreadable, parent_missing, "
         "parent_outside,\n"
-        "           parent_changed, several_children and circle\n"
+        "           parent_changed, linkage_missing, several_children, circle\n"
         "  chains   {\"base\", \"snapshots\"}, the newest snapshot first, for each disk without "
         "parent\n"
         "           below which no disk has several children\n"

@@ -12,6 +12,8 @@
 #include "tools/vhdx/text.h"
 #endif
 
+#include "host/locator_path.h"
+
 namespace NTool {
 
 #if defined(_WIN32)
@@ -44,8 +46,12 @@ std::filesystem::path PathOf(const std::string& argument) {
 #endif
 
 std::string TextOfPath(const std::filesystem::path& path) {
-    const std::u8string text = path.generic_u8string();
-    return std::string(text.begin(), text.end());
+    std::string text = NVHDXHost::TextFromPath(path);
+    // Windows takes such a path as it stands, and none with '/' in it.
+    const bool isTakenAsItStands = text.starts_with(R"(\\?\)");
+    return isTakenAsItStands
+               ? text
+               : NVHDXHost::TextFromPath(path.generic_string<std::filesystem::path::value_type>());
 }
 
 }  // namespace NTool

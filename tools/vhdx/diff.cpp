@@ -1,234 +1,183 @@
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "host/folder_chains.h"
+#include "host/path_query.h"
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/command_line.h"
+#include "tools/vhdx/extent_map.h"
 #include "tools/vhdx/folder.h"
+#include "tools/vhdx/library_diff.h"
+#include "tools/vhdx/merged_source.h"
 #include "tools/vhdx/notes.h"
-#include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {
 
 namespace {
 
-using namespace NVHDX::NDifferencingVirtualMerge;
-
-using CCircuit = CFileDataCircuit<NVHDXHost::CPlatformLetter>;
-using CPath = std::shared_ptr<NVHDXHost::CPlatformName>;
-
-constexpr std::uint64_t noOffset = 0xFFFFFFFFFFFFFFFF;
-
-/// One answer takes about 50 bytes of memory, one for each sector.
-constexpr std::uint64_t longestRange = std::uint64_t{1} << 30;
+using NVHDXHost::CFolderFile;
+using NVHDXHost::CFolderTree;
+using NVHDXHost::CMergedDisk;
 
 struct CDiffOptions {
-    CFolderOptions folder;
+    CDiskOptions disk;  ///< the file may be a folder
+    CChainOptions chain;
     std::string base;
-    std::optional<std::uint64_t> offset;
-    std::optional<std::uint64_t> length;
+    CRangeChoice range;
     bool json = false;
+    bool library = false;
 };
 
-std::string NamesOfBases(const std::vector<CChain>& chains) {
-    std::string names;
-    for (const CChain& chain : chains) {
-        names.append(names.empty() ? "" : ", ").append(NameIn(*chain.base->path));
-    }
-    return Printable(names);
+CFolderOptions FolderOf(const CDiffOptions& options) {
+    return {options.disk.file, options.disk.traceLevel, options.disk.logMode};
 }
 
-CChain& Select(std::vector<CChain>& chains, const std::string& base) {
-    if (base.empty() && chains.size() == 1) {
-        return chains.front();
-    }
-    for (CChain& chain : chains) {
-        if (NameIn(*chain.base->path) == base) {
-            return chain;
+std::string NameOf(const std::filesystem::path& path) {
+    return TextOfPath(path.filename());
+}
+
+/// Whether the disk is the base or descends from it. Ends: parents that lead in a circle have no
+/// tip below them.
+bool StandsOn(const CFolderTree& tree, std::size_t tip, const std::string& base) {
+    for (std::optional<std::size_t> at = tip; at; at = tree.Files()[*at].parent) {
+        const CFolderFile& file = tree.Files()[*at];
+        if (NameOf(file.path) == base || NameOf(file.parentOutside) == base) {
+            return true;
         }
     }
-    const std::string names = NamesOfBases(chains);
+    return false;
+}
+
+std::vector<std::string> NamesOfTips(const CFolderTree& tree, const std::string& base) {
+    std::vector<std::string> names;
+    for (const std::size_t tip : NVHDXHost::Tips(tree)) {
+        if (base.empty() || StandsOn(tree, tip, base)) {
+            names.push_back(NameOf(tree.Files()[tip].path));
+        }
+    }
+    return names;
+}
+
+std::string List(const std::vector<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names) {
+        list.append(list.empty() ? "" : ", ").append(name);
+    }
+    return Printable(list);
+}
+
+[[noreturn]] void FailWithoutTip(const CFolderTree& tree, const std::string& base) {
+    if (tree.Files().empty()) {
+        throw CFailure("the folder holds no disk");
+    }
+    const std::string tips = List(NamesOfTips(tree, ""));
+    if (!base.empty() && !tips.empty()) {
+        throw CFailure(
+            fmt::format("no chain of the folder has a disk {}; their newest disks are: {}",
+                        Printable(base), tips));
+    }
     throw CFailure(
-        base.empty()
-            ? fmt::format("the folder has {} chains; choose one with --base: {}", chains.size(),
-                          names)
-            : fmt::format("no chain has the base {}; there are: {}", Printable(base), names));
+        "no disk of the folder can be read as the newest of a chain; 'vhdx chain' tells "
+        "why");
 }
 
-/// Throws for the file whose blocks cannot be loaded, where it is that.
-void ExplainFailure(const CDiffOptions& options, const CChain& chain) {
-    std::vector<CChainFile> files = chain.snapshots;
-    files.push_back(chain.base);
-    for (const CChainFile& file : files) {
-        CDiskOptions disk;
-        disk.file = NativePath(options.folder.folder, *file->path);
-        disk.traceLevel = options.folder.traceLevel;
-        try {
-            (void)CDisk(disk).LoadModel();
-        } catch (const CFailure& failure) {
-            throw CFailure(disk.file, failure.what());
-        }
+/// The newest disk of the only chain that can be meant.
+std::string OnlyTip(const CDiffOptions& options) {
+    const CFolderTree tree = ScanFolder(FolderOf(options));
+    const std::vector<std::string> names = NamesOfTips(tree, options.base);
+    if (names.empty()) {
+        FailWithoutTip(tree, options.base);
     }
-}
-
-CCircuit Prepared(const CDiffOptions& options, CChain& chain) {
-    CCircuit circuit;
-    {
-        const CTraceWriter trace(options.folder.traceLevel);
-        const CTraceWriter::CPause pause(trace);
-        if (Prepare(circuit, chain)) {
-            return circuit;
-        }
+    if (names.size() > 1) {
+        throw CFailure(
+            fmt::format("the folder has {} disks that are the newest of a chain; choose "
+                        "one with --disk: {}",
+                        names.size(), List(names)));
     }
-    ExplainFailure(options, chain);
-    throw CFailure(
-        "the chain cannot be prepared: a sector bitmap cannot be read, or two blocks of the base "
-        "lie at one place");
-}
-
-/// A disk that no command reads is not merged either.
-void CheckReadable(const CDiffOptions& options, const NVHDXHost::CFolderTree& tree) {
-    for (const NVHDXHost::CFolderFile& file : tree.Files()) {
+    for (const CFolderFile& file : tree.Files()) {
         if (!file.problem.empty()) {
-            throw CFailure(NativePath(options.folder.folder, file.name), Printable(file.problem));
+            PrintNote(fmt::format("{} is left out: {}", NameOf(file.path), file.problem));
         }
     }
+    return names.front();
 }
 
-CCircuit Load(const CDiffOptions& options) {
-    std::vector<CChain> chains;
-    {
-        const CTraceWriter trace(options.folder.traceLevel);
-        const NVHDXHost::CFolderTree tree = ScanFolder(options.folder);
-        CheckReadable(options, tree);
-        // The merge opens the files for itself, and knows nothing of logs.
-        for (const NVHDXHost::CFolderFile& file : tree.Files()) {
-            PrintPending(file.name, file.replay.entries);
-        }
-        chains = LinkChains(options.folder.folder, tree, trace);
+std::shared_ptr<const CMergedDisk> OpenTip(const CDiffOptions& options) {
+    CChainOptions chain = options.chain;
+    if (chain.disk.empty() && NVHDXHost::IsFolder(PathOf(options.disk.file))) {
+        chain.disk = OnlyTip(options);
     }
-    return Prepared(options, Select(chains, options.base));
+    return OpenMerged(options.disk, chain);
 }
 
-std::string NumberOrNull(std::uint64_t offset) {
-    return offset == noOffset ? "null" : std::to_string(offset);
-}
-
-std::string NumberOrDash(std::uint64_t offset) {
-    return offset == noOffset ? "-" : std::to_string(offset);
-}
-
-/// Prints records one by one, as JSON or as a table.
-class CRecordPrinter {
-public:
-    CRecordPrinter(const CDiffOptions& options, std::string_view placeTitle,
-                   std::string_view placeKey)
-        : m_options(options), m_placeKey(placeKey), m_output(COutput::Standard()) {
-        if (!options.json) {
-            const bool coloured = m_output.IsColoured();
-            m_output.Print(FMT_COMPILE("{}{:>17}  {:>17}  {:>17}  {:>10}  {}{}\n"),
-                           coloured ? "\x1B[1m" : "", placeTitle, "length", "file offset", "",
-                           "file", coloured ? "\x1B[0m" : "");
+/// The file since which changes are told, among those of the disk.
+std::size_t BaseOf(const CMergedDisk& disk, const std::string& base) {
+    std::vector<std::string> names;
+    for (const NVHDXHost::CDiskLayer& layer : disk.Layers()) {
+        names.push_back(NameOf(layer.path));
+        if (names.back() == base) {
+            return names.size() - 1;
         }
     }
-
-    void Print(std::uint64_t place, const CPath& path, std::uint64_t offset, std::uint64_t length) {
-        m_options.json ? PrintJson(place, path, offset, length)
-                       : PrintText(place, path, offset, length);
+    if (!base.empty()) {
+        throw CFailure(fmt::format("the chain has no disk {}; it has, newest first: {}",
+                                   Printable(base), List(names)));
     }
-
-    void Finish() {
-        if (m_options.json) {
-            m_output.Append(m_separator == ",\n  " ? "\n]\n" : "[]\n");
-        }
-        m_output.Flush();
-    }
-
-private:
-    void PrintJson(std::uint64_t place, const CPath& path, std::uint64_t offset,
-                   std::uint64_t length) {
-        m_output.Append(m_separator);
-        m_output.Print(FMT_COMPILE("{{\"{}\": {}, \"file\": {}, \"offset\": {}, \"length\": {}}}"),
-                       m_placeKey, NumberOrNull(place), FileText(path), NumberOrNull(offset),
-                       length);
-        m_separator = ",\n  ";
-    }
-
-    void PrintText(std::uint64_t place, const CPath& path, std::uint64_t offset,
-                   std::uint64_t length) {
-        m_output.Print(FMT_COMPILE("{:>17}  {:>17}  {:>17}  {:>10}  {}\n"), NumberOrDash(place),
-                       length, NumberOrDash(offset), InUnits(length), FileText(path));
-    }
-
-    /// Composed once for each file.
-    const std::string& FileText(const CPath& path) {
-        const auto [text, isNew] = m_files.try_emplace(path.get());
-        if (isNew) {
-            text->second = Compose(path);
-        }
-        return text->second;
-    }
-
-    std::string Compose(const CPath& path) const {
-        if (path == nullptr) {
-            return m_options.json ? "null" : "-";
-        }
-        return m_options.json ? JsonText(NativePath(m_options.folder.folder, *path))
-                              : Printable(NameIn(*path));
-    }
-
-    const CDiffOptions& m_options;
-    std::string_view m_placeKey;
-    COutput m_output;
-    std::string_view m_separator = "[\n  ";
-    std::map<const NVHDXHost::CPlatformName*, std::string> m_files;
-};
-
-void PrintDifferences(const CDiffOptions& options, const CCircuit& circuit) {
-    CRecordPrinter printer(options, "base offset", "base_offset");
-    (void)EnumerateDifferences(circuit, [&printer](std::uint64_t baseOffset, CPath& path,
-                                                   std::uint64_t offset, std::uint64_t length) {
-        printer.Print(baseOffset, path, offset, length);
-        return true;
-    });
-    printer.Finish();
-}
-
-/// Asks for the range at once: in parts the answers past the end of a block would be others.
-void PrintAnswers(const CDiffOptions& options, const CCircuit& circuit) {
-    if (*options.length > longestRange) {
-        throw CFailure("a range of more than 1 GiB has too many sectors; ask for parts of it");
-    }
-    std::vector<CGetDifferentialResult<NVHDXHost::CPlatformLetter>> answers;
-    GetDifferential(answers, *options.offset, *options.length, circuit);
-    CRecordPrinter printer(options, "base offset", "base_offset");
-    std::uint64_t place = *options.offset;
-    for (const CGetDifferentialResult<NVHDXHost::CPlatformLetter>& answer : answers) {
-        printer.Print(place, answer.path, answer.offset, answer.length);
-        place += answer.length;
-    }
-    printer.Finish();
+    return names.size() - 1;
 }
 
 void RunDiff(const CDiffOptions& options) {
-    const CCircuit circuit = Load(options);
-    options.offset ? PrintAnswers(options, circuit) : PrintDifferences(options, circuit);
+    if (options.library) {
+        RunLibraryDiff({FolderOf(options), options.base, options.range.offset, options.range.length,
+                        options.json});
+        return;
+    }
+    const std::shared_ptr<const CMergedDisk> disk = OpenTip(options);
+    const std::size_t base = BaseOf(*disk, options.base);
+    const CRangeOptions range = options.range.On(disk->Size());
+    COutput output = COutput::Standard();
+    PrintChanges(disk, base, range, options.json, output);
 }
 
-void AddRange(CLI::App& command, CDiffOptions& options) {
-    CLI::Option* const offset = AddSizeArgument(
-        command, "--offset",
-        "Tell of each sector of a range which file holds it; the range starts here in the base "
-        "disk's file (not on the virtual disk), in bytes; K, M, G and T multiply by powers of 1024",
-        [&options](std::uint64_t size) { options.offset = size; });
-    CLI::Option* const length =
-        AddSizeArgument(command, "--length", "How long the range is, as --offset",
-                        [&options](std::uint64_t size) { options.length = size; });
-    offset->needs(length);
-    length->needs(offset);
+void AddSourceArguments(CLI::App& command, CDiffOptions& options) {
+    command
+        .add_option("SOURCE", options.disk.file,
+                    "The folder with the disk files, or the newest file of a chain (.vhdx or "
+                    ".avhdx)")
+        ->required()
+        ->type_name("");
+    AddTraceArgument(command, options.disk.traceLevel);
+    AddNoReplayArgument(command, options.disk.logMode,
+                        "Look at the files as they stand, without the entries of their logs that "
+                        "are pending");
+    AddChainArguments(command, options.chain);
+    command
+        .add_option("--base", options.base,
+                    "The file name of the disk since which changes are told, without it the "
+                    "chain's disk without parent; also chooses among the chains of a folder")
+        ->type_name("NAME");
+}
+
+/// The library's own walk, which other options are not for.
+void AddLibraryArgument(CLI::App& command, const std::shared_ptr<CDiffOptions>& options) {
+    command
+        .add_flag("--library", options->library,
+                  "What the library's own walk answers, for hosts of the library: places in the "
+                  "base disk's file (there --offset and --length lie, too, and go together), "
+                  "sector bitmaps read most significant bit first, logs left out; with --json "
+                  R"({"base_offset", "file", "offset", "length"})")
+        ->excludes(command.get_option("--disk"))
+        ->excludes(command.get_option("--other-paths"))
+        ->excludes(command.get_option("--accept-changed-parent"));
+    command.parse_complete_callback([options] {
+        const CRangeChoice& range = options->range;
+        if (options->library && range.offset.has_value() != range.length.has_value()) {
+            throw CLI::RequiredError(range.offset ? "--length" : "--offset");
+        }
+    });
 }
 
 }  // namespace
@@ -237,22 +186,21 @@ void AddDiff(CLI::App& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CDiffOptions>();
     CLI::App& command = *program.add_subcommand(
         "diff", "What the checkpoints of a chain hold in place of the base disk's data");
-    AddFolderArguments(command, options->folder);
-    command
-        .add_option("--base", options->base,
-                    "The file name of the chain's base disk, where the "
-                    "folder has several chains")
-        ->type_name("NAME");
-    AddRange(command, *options);
+    AddSourceArguments(command, *options);
+    AddRangeArguments(command, options->range);
     command.add_flag(
         "--json", options->json,
-        R"(Print an array of {"base_offset", "file", "offset", "length"}; "base_offset" is null )"
-        R"(where the base holds no data, "file" and "offset" where no checkpoint does)");
+        R"(Print an array of {"start", "length", "kind", "file", "offset", "in_log"}, )"
+        "as 'vhdx map --merged' does");
+    AddLibraryArgument(command, options);
     command.footer(
-        "Runs come chunk by chunk, the newest checkpoint first; what several checkpoints hold is "
-        "told for\neach of them. Sector bitmaps are read most significant bit first.\n"
-        "Example: vhdx diff /vm/disks --base disk.vhdx");
-    ChooseFolder(command, chosen, options, RunDiff);
+        "Runs of the virtual disk in its order, each with the newest file that holds it: data, or\n"
+        "zeros, which hide what the base has. What comes from the base is not listed. A hole was "
+        "cut\n"
+        "off by a smaller disk in between, and reads as zeros.\n"
+        "Example: vhdx diff /vm/disks --disk newest.avhdx\n"
+        "         vhdx diff newest.avhdx --base older.avhdx");
+    Choose(command, chosen, options, RunDiff);
 }
 
 }  // namespace NTool

@@ -10,7 +10,6 @@
 #include <vhdx_parser/vhdx_parser.h>
 
 #include "host/folder_tree.h"
-#include "host/library_name.h"
 #include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command.h"
 #include "tools/vhdx/trace_writer.h"
@@ -23,9 +22,6 @@ struct CFolderOptions {
     std::optional<std::uint32_t> traceLevel;
     NVHDXHost::CReplayStream::EMode logMode = NVHDXHost::CReplayStream::replayLog;
 };
-
-using CChainFile = std::shared_ptr<NVHDX::CFileObject<NVHDXHost::CPlatformLetter>>;
-using CChain = NVHDX::NSnapshotCircuit::CSource<CChainFile>;
 
 /// FOLDER, --trace and --no-replay.
 void AddFolderArguments(CLI::App& command, CFolderOptions& folder);
@@ -43,18 +39,6 @@ void ChooseFolder(CLI::App& command, CChosenCommand& chosen, std::shared_ptr<TOp
 
 /// The disks of the folder. Throws `CFailure` when it is no folder that can be read.
 NVHDXHost::CFolderTree ScanFolder(const CFolderOptions& options);
-
-/// The folder's chains as the library links them, in the order of their bases' names. Throws
-/// `CFailure` that names the files in one line where the linking would fail, and, since it has no
-/// guard of its own, where it would never end.
-std::vector<CChain> LinkChains(const std::string& folder, const NVHDXHost::CFolderTree& tree,
-                               const CTraceWriter& trace);
-
-/// The path of a file that the library opened: it shows a '\' between folder and name everywhere.
-std::string NativePath(const std::string& folder, const NVHDXHost::CPlatformName& opened);
-
-/// The name in such a path.
-std::string NameIn(const NVHDXHost::CPlatformName& opened);
 
 }  // namespace NTool
 

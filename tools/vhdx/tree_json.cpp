@@ -28,6 +28,8 @@ const char* KindName(CFolderFinding::EKind kind) {
             return "parent_outside";
         case CFolderFinding::parentChanged:
             return "parent_changed";
+        case CFolderFinding::linkageMissing:
+            return "linkage_missing";
         case CFolderFinding::severalChildren:
             return "several_children";
         case CFolderFinding::cycle:
