@@ -45,9 +45,10 @@ const CProblem problems[] = {
     {CBatProblems::blockPastEnd,
      "block-past-end at block 5, entry at offset 40: the block's data lies past the end of the "
      "file: it is lost, or the file was cut off"},
-    {CBatProblems::blockMisaligned,
-     "block-misaligned at block 5, entry at offset 40: bits 3 to 19 of the entry are not 0: the "
-     "position would be no multiple of 1 MiB"},
+    {CBatProblems::blockReserved,
+     "block-reserved at block 5, entry at offset 40: the reserved bits 3 to 19 of the entry are "
+     "not "
+     "0"},
     {CBatProblems::bitmapState,
      "bitmap-state at chunk 5, entry at offset 40: the state is none that a sector bitmap can "
      "have"},
@@ -63,9 +64,9 @@ const CProblem problems[] = {
     {CBatProblems::bitmapPastEnd,
      "bitmap-past-end at chunk 5, entry at offset 40: the sector bitmap lies past the end of the "
      "file: it is lost, or the file was cut off"},
-    {CBatProblems::bitmapMisaligned,
-     "bitmap-misaligned at chunk 5, entry at offset 40: bits 3 to 19 of the entry are not 0: the "
-     "position would be no multiple of 1 MiB"},
+    {CBatProblems::bitmapReserved,
+     "bitmap-reserved at chunk 5, entry at offset 40: the reserved bits 3 to 19 of the entry are "
+     "not 0"},
 };
 
 INSTANTIATE_TEST_SUITE_P(BatProblems, BatProblem, testing::ValuesIn(problems));

@@ -198,7 +198,7 @@ TEST_F(Chain, IsNotSilencedByAFileThatIsNoDisk) {
     WriteChain(m_folder.Path());
     std::ofstream(m_folder / "text.vhdx") << std::string(1000, 'x');
     const std::string wrong = "vhdx: .: something is wrong with \"text.vhdx\"\n";
-    const std::string problem = "the file is not a valid VHDX container";
+    const std::string problem = "this is no VHDX disk: the file does not begin with \"vhdxfile\"";
     ExpectText(
         "disk.vhdx  8 MiB\n"
         "└── first.avhdx  8 MiB\n"
@@ -209,8 +209,8 @@ TEST_F(Chain, IsNotSilencedByAFileThatIsNoDisk) {
         "note: \"text.vhdx\": " +
             problem +
             "\n"
-            "note: the library cannot link this folder: \"text.vhdx\": it cannot be opened as a "
-            "VHDX container\n",
+            "note: the library cannot link this folder: \"text.vhdx\": " +
+            problem + "\n",
         1, wrong);
     const CJson json = Json(1, wrong);
     EXPECT_EQ(json["chains"].size(), 1U);

@@ -162,10 +162,11 @@ TEST_F(Diff, OfSeveralChainsIsOfTheOneWhoseBaseIsNamed) {
 
 TEST_F(Diff, IsNotKeptFromItsAnswerByABadFileElsewhere) {
     std::ofstream(m_folder / "text.vhdx") << std::string(1000, 'x');
-    EXPECT_EQ(
-        Changes({"."}, "vhdx: text.vhdx is left out: the file is not a valid VHDX container\n")
-            .size(),
-        4U);
+    EXPECT_EQ(Changes({"."},
+                      "vhdx: text.vhdx is left out: this is no VHDX disk: the file does not begin "
+                      "with \"vhdxfile\"\n")
+                  .size(),
+              4U);
     EXPECT_EQ(Changes({".", "--disk", "second.avhdx"}).size(), 4U);
 }
 
@@ -182,8 +183,8 @@ TEST_F(Diff, FollowsNamesBeyondAscii) {
 TEST_F(Diff, NamesTheFileThatIsBad) {
     Add("first.avhdx", ChainFirst().BatLength(8));
     ExpectRefusal({"."},
-                  "second.avhdx: \"first.avhdx\": the block allocation table cannot be "
-                  "loaded");
+                  "second.avhdx: \"first.avhdx\": the block allocation table is too short, cannot "
+                  "be read or has an impossible entry");
     Add("first.avhdx",
         ChildDisk('1', '0', u"disk.vhdx").AllocatePartialData(5, 32).SectorBitmapBlock(0, 6, 1000));
     ExpectRefusal({"."},

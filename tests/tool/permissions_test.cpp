@@ -86,8 +86,8 @@ TEST_F(Permissions, KeepFromCheckingAFolderBelow) {
         ": folder: the folder cannot be read: nobody knows which disks it holds "
         "(folder-unreadable)\n";
     EXPECT_EQ(result.output, "./closed" + unreadable + "./listed/inner" + unreadable +
-                                 "./listed/disk.vhdx: file: the file cannot be opened "
-                                 "(not-a-disk)\n"
+                                 "./listed/disk.vhdx: file: the file cannot be opened: "
+                                 "Permission denied (not-a-disk)\n"
                                  ".: 1 disk read, 3 findings\n");
 }
 

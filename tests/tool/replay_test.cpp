@@ -143,7 +143,7 @@ TEST_F(Replay, CanBeLeftOutOfACheck) {
 
 TEST_F(Replay, ThatIsNotPossibleIsRefused) {
     DirtyDisk(true).Build().WriteTo(m_folder / "disk.vhdx");
-    const CChildResult result = Run({"read", "disk.vhdx", "--file-only"});
+    const CChildResult result = Run(m_read);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.output, "");
     EXPECT_EQ(result.errors,

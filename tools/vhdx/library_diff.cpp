@@ -131,7 +131,7 @@ CCircuit Prepared(const CLibraryDiffOptions& options, CChain& chain) {
 }
 
 /// A disk that no command reads is not merged either.
-void CheckReadable(const CLibraryDiffOptions& options, const NVHDXHost::CFolderTree& tree) {
+void CheckReadable(const NVHDXHost::CFolderTree& tree) {
     for (const NVHDXHost::CFolderFile& file : tree.Files()) {
         if (!file.problem.empty()) {
             throw CFailure(TextOfPath(file.path), Printable(file.problem));
@@ -141,7 +141,7 @@ void CheckReadable(const CLibraryDiffOptions& options, const NVHDXHost::CFolderT
 
 CCircuit Load(const CLibraryDiffOptions& options) {
     const NVHDXHost::CFolderTree tree = ScanFolder(options.folder);
-    CheckReadable(options, tree);
+    CheckReadable(tree);
     // The merge opens the files for itself, and knows nothing of logs.
     for (const NVHDXHost::CFolderFile& file : tree.Files()) {
         PrintPending(file.name, file.replay.entries);
