@@ -77,9 +77,9 @@ namespace NByteStream {
 ///     NByteStream::Imbue(disk);
 ///     disk.open("disk.vhdx", std::ios::in | std::ios::binary);
 ///
-/// Without it libstdc++ opens the file and then fails every read. It has to be called by the module,
-/// program or library, that makes the stream: what one module prepares the streams of another do not
-/// find. Has no effect with a standard library whose byte streams work as they are.
+/// Without it libstdc++ opens the file and then fails every read. It has to be called by the
+/// module, program or library, that makes the stream: what one module prepares the streams of
+/// another do not find. Has no effect with a standard library whose byte streams work as they are.
 ///
 /// On Windows `open` takes narrow names in the process's code page; a wide name opens every file.
 inline void Imbue(std::basic_ios<unsigned char>& stream) {

@@ -15,8 +15,8 @@
 namespace NVHDX {
 
 /// One opened disk file, always held through `std::shared_ptr`. The file stays open for the
-/// object's lifetime. Other processes may read and write it meanwhile; on Windows they cannot delete
-/// or rename it. The stream belongs to one thread at a time.
+/// object's lifetime. Other processes may read and write it meanwhile; on Windows they cannot
+/// delete or rename it. The stream belongs to one thread at a time.
 template <class TChar>
 struct CFileObject {
     /// Folder, separator and name, as the file was opened; empty until it was.
@@ -60,9 +60,9 @@ namespace NBuilder {
 ///
 /// False, with `sources` unchanged, when the folder cannot be read or holds no disk, when any of
 /// its disks cannot be opened, or when a parent is missing. A disk cannot be opened, either, when
-/// its name holds a backslash, as POSIX allows, or has no narrow form on Windows. Does not return when a differencing
-/// disk can never be attached: two disks with one parent, a cycle, or a parent that is not its
-/// chain's tip.
+/// its name holds a backslash, as POSIX allows, or has no narrow form on Windows. Does not return
+/// when a differencing disk can never be attached: two disks with one parent, a cycle, or a parent
+/// that is not its chain's tip.
 [[nodiscard]] VHDX_PARSER_API bool DoIt(
     std::vector<CSource<std::shared_ptr<CFileObject<char>>>>& sources, const std::string& folder);
 [[nodiscard]] VHDX_PARSER_API bool DoIt(
