@@ -53,6 +53,7 @@ TEST(SectorBits, PiecesAreCutToTheRange) {
     EXPECT_THAT(Pieces(bitmap->bits, 4, 64), ElementsAre(Pair(4, 6), Pair(63, 64)));
     EXPECT_THAT(Pieces(bitmap->bits, 64, 200), ElementsAre(Pair(64, 65)));
     EXPECT_THAT(Pieces(bitmap->bits, 65, 200), ElementsAre());
+    EXPECT_THAT(Pieces(bitmap->bits, 201, sectorsPerChunk), ElementsAre());
 }
 
 TEST(SectorBits, APieceGoesOnOverFullWordsUpToTheEnd) {
