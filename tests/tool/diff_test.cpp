@@ -197,9 +197,13 @@ TEST_F(Diff, NeedsADiskThatCanBeRead) {
     std::filesystem::create_directory(folder);
     ExpectRefusal({"empty"}, "empty: the folder holds no disk");
     std::ofstream(folder / "text.vhdx") << std::string(1000, 'x');
+    ExpectRefusal(
+        {"empty"},
+        "empty/text.vhdx: this is no VHDX disk: the file does not begin with \"vhdxfile\"");
+    std::filesystem::remove(folder / "text.vhdx");
+    ChildDisk('1', '1', u"own.avhdx").Build().WriteTo(folder / "own.avhdx");
     ExpectRefusal({"empty"},
-                  "empty: no disk of the folder can be read as the newest of a chain; 'vhdx chain' "
-                  "tells why");
+                  "empty: no disk of the folder is the newest of a chain; 'vhdx chain' tells why");
     ExpectRefusal({"none"}, "none: there is no such file");
     ExpectRefusal({".", "--disk", "none.avhdx"}, "none.avhdx: there is no such file");
 }

@@ -69,19 +69,25 @@ std::string List(const std::vector<std::string>& names) {
     return Printable(list);
 }
 
+/// One that cannot be read is refused as every command refuses it.
+[[noreturn]] void FailWithoutTips(const CFolderTree& tree) {
+    for (const CFolderFile& file : tree.Files()) {
+        if (!file.problem.empty()) {
+            throw CFailure(TextOfPath(file.path), Printable(file.problem));
+        }
+    }
+    throw CFailure(tree.Files().empty()
+                       ? "the folder holds no disk"
+                       : "no disk of the folder is the newest of a chain; 'vhdx chain' tells why");
+}
+
 [[noreturn]] void FailWithoutTip(const CFolderTree& tree, const std::string& base) {
-    if (tree.Files().empty()) {
-        throw CFailure("the folder holds no disk");
-    }
     const std::string tips = List(NamesOfTips(tree, ""));
-    if (!base.empty() && !tips.empty()) {
-        throw CFailure(
-            fmt::format("no chain of the folder has a disk {}; their newest disks are: {}",
-                        Printable(base), tips));
+    if (tips.empty()) {
+        FailWithoutTips(tree);
     }
-    throw CFailure(
-        "no disk of the folder can be read as the newest of a chain; 'vhdx chain' tells "
-        "why");
+    throw CFailure(fmt::format("no chain of the folder has a disk {}; their newest disks are: {}",
+                               Printable(base), tips));
 }
 
 /// The newest disk of the only chain that can be meant.
