@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -26,6 +27,7 @@ protected:
 
     void Save(const CImageBuilder& disk, const std::string& model = "model.xml") const {
         disk.Build().WriteTo(m_folder / "disk.vhdx");
+        SetWholeSeconds(m_folder / "disk.vhdx");
         const CChildResult result = Run({"save", "disk.vhdx", model});
         ASSERT_EQ(result.status, 0) << result.errors;
         ASSERT_EQ(result.output, "");
@@ -36,6 +38,12 @@ protected:
         const auto time = std::filesystem::last_write_time(m_folder / "disk.vhdx");
         disk.Build().WriteTo(m_folder / "disk.vhdx");
         std::filesystem::last_write_time(m_folder / "disk.vhdx", time);
+    }
+
+    /// A time that can be set again exactly: with MinGW a part of a second would be lost.
+    static void SetWholeSeconds(const std::filesystem::path& file) {
+        const auto time = std::filesystem::last_write_time(file);
+        std::filesystem::last_write_time(file, std::chrono::floor<std::chrono::seconds>(time));
     }
 
     std::string Content(const std::string& name) const {

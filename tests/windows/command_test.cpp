@@ -27,7 +27,7 @@ TEST(CommandOnWindows, ReadsAndTellsPathsThatWindowsTakesAsTheyStand) {
 
     const CChildResult chain = RunVhdx({"chain", path, "--json"});
     EXPECT_EQ(chain.status, 0);
-    EXPECT_NE(chain.output.find(R"({"base": "\\\\?\\)"), std::string::npos) << chain.output;
+    EXPECT_NE(chain.output.find(R"("base": "\\\\?\\)"), std::string::npos) << chain.output;
     EXPECT_NE(chain.output.find(R"(\\disk.vhdx")"), std::string::npos) << chain.output;
 }
 
