@@ -1,3 +1,4 @@
+#include "host/header_check.h"
 #include "tests/host/check_result.h"
 #include "tests/host/log_builder.h"
 
@@ -66,10 +67,26 @@ TEST(DiskCheckHeader, SaysWhenNoCopyIsValid) {
 }
 
 TEST(DiskCheckHeader, FindsCopiesOfWhichNobodyKnowsTheNewer) {
-    EXPECT_THAT(Findings(CImageBuilder()
-                             .EditHeader(0, [](CHeader& header) { header.sequenceNumber = 2; })
-                             .EditHeader(0, [](CHeader& header) { header.fileWriteGuid[0] ^= 1; })),
-                ElementsAre("headers-ambiguous at both headers"));
+    EXPECT_THAT(
+        Sentences(CImageBuilder()
+                      .EditHeader(0, [](CHeader& header) { header.sequenceNumber = 2; })
+                      .EditHeader(0, [](CHeader& header) { header.fileWriteGuid[0] ^= 1; })),
+        ElementsAre("headers-ambiguous at both headers: both copies have the same sequence number "
+                    "and say different things: nobody knows which one counts"));
+}
+
+TEST(DiskCheckHeader, CountsTheEntriesThatArePending) {
+    std::string text;
+    const NVHDXHost::CFindingCallback report = [&](const NVHDXHost::CCheckFinding& finding) {
+        text = finding.text;
+    };
+    NVHDXHost::CReplayResult replay;
+    replay.status = NVHDXHost::CReplayResult::replayed;
+    replay.entries = 2;
+    NVHDXHost::CheckLog(replay, NVHDXHost::CFindingSink("disk.vhdx", report));
+    EXPECT_EQ(text,
+              "needs replay: 2 entries are not in place yet; the disk is in use or was not closed, "
+              "and read as it stands it gives old data");
 }
 
 TEST(DiskCheckHeader, TakesTwoEqualCopies) {

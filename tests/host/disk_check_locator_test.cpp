@@ -65,6 +65,14 @@ TEST(DiskCheckLocator, FindsMoreEntriesThanThereIsRoomFor) {
                 Contains(At("locator-count", 18) +
                          ": the parent locator claims 1 entries, and has no room for them"));
     EXPECT_THAT(ChildFindings(claiming(0)), testing::Not(Contains(At("locator-count", 18))));
+    EXPECT_THAT(ChildFindings(claiming(1)), testing::Not(Contains(At("locator-entry", 20))));
+}
+
+// Whoever reads the locator finds that.
+TEST(DiskCheckLocator, SaysNothingOfTheFormOfOneThatIsCutOff) {
+    const CImageBuilder disk = CImageBuilder().Differencing().EditMetadata(
+        [](CMetadataTable& table) { table.Find(NGuid::parentLocator).length = 19; });
+    EXPECT_THAT(ChildFindings(disk), testing::Not(Contains(At("locator-count", 18))));
 }
 
 }  // namespace

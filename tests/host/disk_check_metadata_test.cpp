@@ -176,8 +176,9 @@ TEST(DiskCheckMetadata, WantsAWholeNumberOfSectorsAndAtMost64Tebibytes) {
 }
 
 TEST(DiskCheckMetadata, WantsAParentLocatorExactlyWhereThereIsAParent) {
-    EXPECT_THAT(Findings(CImageBuilder().Differencing().NoParentLocator()),
-                Contains("locator-missing at offset 2097152"));
+    EXPECT_THAT(Sentences(CImageBuilder().Differencing().NoParentLocator()),
+                Contains("locator-missing at offset 2097152: the disk has a parent, and no parent "
+                         "locator that names it"));
     EXPECT_THAT(Check(CImageBuilder().ParentLocator({{u"a", u"b"}}).Build()).Kinds(),
                 Contains("locator-unexpected"));
 }

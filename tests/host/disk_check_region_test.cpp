@@ -14,8 +14,10 @@ CImageBuilder WithBat(const std::function<void(CRegionEntry&)>& edit) {
 
 TEST(DiskCheckRegion, FindsEachCopyThatIsNoRegionTable) {
     const auto spoil = [](CRegionTable& table) { table.signature = 0; };
-    EXPECT_THAT(Findings(CImageBuilder().EditRegionTable(0, spoil)),
-                ElementsAre("region-table-signature at offset 196608"));
+    EXPECT_THAT(
+        Sentences(CImageBuilder().EditRegionTable(0, spoil)),
+        ElementsAre("region-table-signature at offset 196608: this copy of the region table "
+                    "does not begin with \"regi\" and is of no use"));
     EXPECT_THAT(Findings(CImageBuilder().EditRegionTable(1, spoil)),
                 ElementsAre("region-table-signature at offset 262144"));
 }
