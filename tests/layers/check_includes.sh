@@ -4,7 +4,7 @@
 #   The library: a layer includes itself, the layers below it and their exported headers; beside
 #   them the standard library and Boost. access, chain and persist never include one another.
 #   Host programs (tools, examples, benchmarks, tests of the exported interface): exported headers
-#   only.
+#   only. Of the command one source each knows the libraries that take seconds to compile.
 #
 # usage: check_includes.sh [PROJECT_FOLDER]
 set -euo pipefail
@@ -27,6 +27,10 @@ declare -A layer_of_exported_header=(
     [block_iteration]=access [payload_data]=access
     [differencing_merge]=chain [snapshot_chain]=chain
     [xml_persistence]=persist
+)
+declare -A only_source_with=(
+    [CLI]=tools/vhdx/command_syntax.cpp
+    [nlohmann]=tools/vhdx/json_value.cpp
 )
 host_programs=(tools examples bench tests/interop tests/install tests/headers)
 
@@ -80,6 +84,12 @@ check_host_include() {
     fi
 }
 
+check_command_include() {
+    local file=$1 library=${2:1:-1} source
+    source=${only_source_with[${library%%/*}]:-$file}
+    [ "$file" = "$source" ] || complain "$file" "$2" "only $source includes this library"
+}
+
 check_exported_include() {
     local file=$1 name=${2:1:-1}
     if [[ ${2:0:1} == '"' || $name == boost/* ]] ||
@@ -105,6 +115,7 @@ done
 check_all check_library_include vhdx_parser
 check_all check_exported_include include
 check_all check_host_include "${host_programs[@]}"
+check_all check_command_include tools
 
 [ "$read_lines" -gt 0 ] || { echo "no #include line was found"; exit 1; }
 [ "$wrong" -eq 0 ] || { echo "$wrong of $read_lines includes break the rule"; exit 1; }

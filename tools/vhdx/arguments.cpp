@@ -12,11 +12,9 @@ constexpr const char* offsetHelp =
     "Where the range starts on the virtual disk, in bytes; K, M, G and T multiply by powers of "
     "1024";
 
-void AddSize(CLI::App& command, const std::string& name, const std::string& help,
+void AddSize(CCommandSyntax& command, const std::string& name, const std::string& help,
              std::uint64_t& size) {
-    AddSizeArgument(command, name, help, [&size](std::uint64_t given) {
-        size = given;
-    })->required();
+    AddSizeArgument(command, name, help, [&size](std::uint64_t given) { size = given; }).Required();
 }
 
 }  // namespace
@@ -30,59 +28,53 @@ CRangeOptions CRangeChoice::On(std::uint64_t virtualSize) const {
     return range;
 }
 
-CLI::Option* AddSizeArgument(CLI::App& command, const std::string& name, const std::string& help,
-                             std::function<void(std::uint64_t)> take) {
+CArgument AddSizeArgument(CCommandSyntax& command, const std::string& name, const std::string& help,
+                          std::function<void(std::uint64_t)> take) {
     const auto parse = [name, take = std::move(take)](const std::string& text) {
         try {
             take(ParseSize(text));
         } catch (const CSizeError& error) {
-            throw CLI::ValidationError(name, error.what());
+            throw CUsageError(name + ": " + error.what());
         }
     };
-    return command.add_option_function<std::string>(name, parse, help)->type_name("N");
+    return command.AddTaken(name, "N", parse, help);
 }
 
-void AddDiskArguments(CLI::App& command, CDiskOptions& disk) {
-    command.add_option("FILE", disk.file, "The disk file (.vhdx or .avhdx)")
-        ->required()
-        ->type_name("");
+void AddDiskArguments(CCommandSyntax& command, CDiskOptions& disk) {
+    command.AddPlaced("FILE", disk.file, "The disk file (.vhdx or .avhdx)");
     AddTraceArgument(command, disk.traceLevel);
     AddNoReplayArgument(
         command, disk.logMode,
         "Show the file as it stands, without the entries of its log that are pending");
 }
 
-void AddNoReplayArgument(CLI::App& command, NVHDXHost::CReplayStream::EMode& logMode,
+void AddNoReplayArgument(CCommandSyntax& command, NVHDXHost::CReplayStream::EMode& logMode,
                          const std::string& help) {
-    command.add_flag_callback(
+    command.AddFlag(
         "--no-replay", [&logMode] { logMode = NVHDXHost::CReplayStream::asItStands; }, help);
 }
 
-void AddTraceArgument(CLI::App& command, std::optional<std::uint32_t>& level) {
-    command
-        .add_option("--trace", level,
-                    "Print the library's trace lines of this level and of coarser ones to standard "
-                    "error: 1 all, 2 misplaced writes and coarser, 3 failures and coarser, "
-                    "4 information only")
-        ->check(CLI::Range(1, 4).description(""))
-        ->type_name("LEVEL");
+void AddTraceArgument(CCommandSyntax& command, std::optional<std::uint32_t>& level) {
+    command.AddNumber(
+        "--trace", "LEVEL", 1, 4, level,
+        "Print the library's trace lines of this level and of coarser ones to standard error: 1 "
+        "all, 2 misplaced writes and coarser, 3 failures and coarser, 4 information only");
 }
 
-CLI::Option* AddRangesArgument(CLI::App& command, std::string& file) {
-    return command
-        .add_option("--ranges", file,
-                    "The changed ranges of the virtual disk in bytes, in ascending order and "
-                    R"(without overlap: a JSON array of {"offset", "length"}, or a line )"
-                    R"("offset,length" for each; - for standard input)")
-        ->type_name("RANGES");
+CArgument AddRangesArgument(CCommandSyntax& command, std::string& file) {
+    return command.AddText(
+        "--ranges", "RANGES", file,
+        "The changed ranges of the virtual disk in bytes, in ascending order and "
+        R"(without overlap: a JSON array of {"offset", "length"}, or a line )"
+        R"("offset,length" for each; - for standard input)");
 }
 
-void AddRangeArguments(CLI::App& command, CRangeOptions& range) {
+void AddRangeArguments(CCommandSyntax& command, CRangeOptions& range) {
     AddSize(command, "--offset", offsetHelp, range.offset);
     AddSize(command, "--length", "How long the range is, as --offset", range.length);
 }
 
-void AddRangeArguments(CLI::App& command, CRangeChoice& range) {
+void AddRangeArguments(CCommandSyntax& command, CRangeChoice& range) {
     AddSizeArgument(command, "--offset", std::string(offsetHelp) + "; without it 0",
                     [&range](std::uint64_t given) { range.offset = given; });
     AddSizeArgument(command, "--length",

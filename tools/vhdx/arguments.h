@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command.h"
+#include "tools/vhdx/command_syntax.h"
 #include "tools/vhdx/disk.h"
 
 namespace NTool {
@@ -29,33 +29,33 @@ struct CRangeChoice {
 };
 
 /// FILE, --trace and --no-replay, which every command on one disk file has.
-void AddDiskArguments(CLI::App& command, CDiskOptions& disk);
+void AddDiskArguments(CCommandSyntax& command, CDiskOptions& disk);
 
 /// --no-replay, which shows files as they stand.
-void AddNoReplayArgument(CLI::App& command, NVHDXHost::CReplayStream::EMode& logMode,
+void AddNoReplayArgument(CCommandSyntax& command, NVHDXHost::CReplayStream::EMode& logMode,
                          const std::string& help);
 
 /// --trace, which every command has.
-void AddTraceArgument(CLI::App& command, std::optional<std::uint32_t>& level);
+void AddTraceArgument(CCommandSyntax& command, std::optional<std::uint32_t>& level);
 
 /// An option that is a number of bytes, handed to `take`.
-CLI::Option* AddSizeArgument(CLI::App& command, const std::string& name, const std::string& help,
-                             std::function<void(std::uint64_t)> take);
+CArgument AddSizeArgument(CCommandSyntax& command, const std::string& name, const std::string& help,
+                          std::function<void(std::uint64_t)> take);
 
 /// --ranges, the name of a file for `ReadRanges`.
-CLI::Option* AddRangesArgument(CLI::App& command, std::string& file);
+CArgument AddRangesArgument(CCommandSyntax& command, std::string& file);
 
 /// --offset and --length, both required.
-void AddRangeArguments(CLI::App& command, CRangeOptions& range);
+void AddRangeArguments(CCommandSyntax& command, CRangeOptions& range);
 
 /// --offset and --length, of which either may be left out.
-void AddRangeArguments(CLI::App& command, CRangeChoice& range);
+void AddRangeArguments(CCommandSyntax& command, CRangeChoice& range);
 
 /// When the arguments name this command, `run` will be called with its options.
 template <class TOptions>
-void Choose(CLI::App& command, CChosenCommand& chosen, std::shared_ptr<TOptions> options,
+void Choose(CCommandSyntax& command, CChosenCommand& chosen, std::shared_ptr<TOptions> options,
             void (*run)(const TOptions&)) {
-    command.callback([&chosen, options, run] {
+    command.WhenChosen([&chosen, options, run] {
         chosen.subject = options->disk.file;
         chosen.run = [options, run] { run(*options); };
     });

@@ -66,24 +66,19 @@ void RunBitmap(const CBitmapOptions& options) {
 
 }  // namespace
 
-void AddBitmap(CLI::App& program, CChosenCommand& chosen) {
+void AddBitmap(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CBitmapOptions>();
-    CLI::App& command = *program.add_subcommand(
+    CCommandSyntax command = program.AddCommand(
         "bitmap", "Which sectors of a chunk a differencing disk holds: the bitmap in the file");
     AddDiskArguments(command, options->disk);
-    command.add_option("--chunk", options->chunk, "The chunk's number, from 0")
-        ->required()
-        ->type_name("N");
-    CLI::Option_group& result = *command.add_option_group("Result");
-    result
-        .add_option("-o,--output", options->output,
-                    "Write the bitmap as it stands in the file, 1 MiB, to this file; - for "
-                    "standard output")
-        ->type_name("OUT");
-    result.add_flag("--position", options->position,
-                    "Print only where in the file the bitmap lies, in bytes");
-    result.require_option(1);
-    command.footer(
+    command.AddNumber("--chunk", "N", options->chunk, "The chunk's number, from 0").Required();
+    CCommandSyntax result = command.AddAlternatives("Result");
+    result.AddText("-o,--output", "OUT", options->output,
+                   "Write the bitmap as it stands in the file, 1 MiB, to this file; - for "
+                   "standard output");
+    result.AddFlag("--position", options->position,
+                   "Print only where in the file the bitmap lies, in bytes");
+    command.SetFooter(
         "A bit stands for a logical sector of the chunk, the least significant bit of byte 0 for "
         "the first.\nExample: vhdx bitmap disk.avhdx --chunk 0 -o bitmap.bin");
     Choose(command, chosen, options, RunBitmap);

@@ -63,14 +63,14 @@ void RunChain(const CTreeOptions& options) {
 
 }  // namespace
 
-void AddChain(CLI::App& program, CChosenCommand& chosen) {
+void AddChain(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CTreeOptions>();
-    CLI::App& command = *program.add_subcommand(
+    CCommandSyntax command = program.AddCommand(
         "chain",
         "The disks of a folder: each checkpoint under its parent, and how they are linked");
     AddFolderArguments(command, options->folder);
-    command.add_flag("--json", options->json, "Print an object, which is described below");
-    command.footer(
+    command.AddFlag("--json", options->json, "Print an object, which is described below");
+    command.SetFooter(
         "The object of --json has\n"
         "  disks    one for each file, by name: {\"file\", \"size\", \"parent\", \"problem\", "
         "\"findings\"};\n"

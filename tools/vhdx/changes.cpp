@@ -79,20 +79,19 @@ void RunChanges(const CChangesOptions& options) {
 
 }  // namespace
 
-void AddChanges(CLI::App& program, CChosenCommand& chosen) {
+void AddChanges(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CChangesOptions>();
-    CLI::App& command = *program.add_subcommand(
+    CCommandSyntax command = program.AddCommand(
         "changes", "What has to be copied for the ranges that change tracking reports");
     AddDiskArguments(command, options->disk);
-    AddRangesArgument(command, options->ranges)->required();
+    AddRangesArgument(command, options->ranges).Required();
     AddModelArgument(command, options->disk);
-    command.add_flag(
-        "--clip", options->clip,
-        "Cut ranges that end past the end of the disk to the disk, and drop those past "
-        "it, instead of refusing them");
-    command.add_flag("--json", options->json,
-                     R"(Print an array of {"type", "index", "offset", "length"})");
-    command.footer(
+    command.AddFlag("--clip", options->clip,
+                    "Cut ranges that end past the end of the disk to the disk, and drop those past "
+                    "it, instead of refusing them");
+    command.AddFlag("--json", options->json,
+                    R"(Print an array of {"type", "index", "offset", "length"})");
+    command.SetFooter(
         "Items come chunk by chunk: of type payload, a range of the virtual disk, numbered from 0; "
         "of\ntype sector_bitmap, the place in the file of the bitmap of chunk INDEX.\n"
         "A range that ends in the block with the file's last data is widened to that block's end, "

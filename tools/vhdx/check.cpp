@@ -5,15 +5,14 @@
 #include <system_error>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "host/disk_check.h"
 #include "host/locator_path.h"
 #include "host/path_query.h"
 #include "tools/vhdx/arguments.h"
-#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"
+#include "tools/vhdx/json_value.h"
 #include "tools/vhdx/notes.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/source_file.h"
@@ -72,13 +71,12 @@ private:
     }
 
     void PrintJson(const CCheckFinding& finding) {
-        const nlohmann::ordered_json value = {{"file", NVHDXHost::TextFromPath(finding.file)},
-                                              {"where", finding.where},
-                                              {"kind", finding.kind},
-                                              {"text", finding.text}};
+        const CJsonValue::CMembers value = {{"file", NVHDXHost::TextFromPath(finding.file)},
+                                            {"where", finding.where},
+                                            {"kind", finding.kind},
+                                            {"text", finding.text}};
         m_output.Append(Any() ? ",\n  " : "[\n  ");
-        m_output.Append(
-            value.dump(-1, ' ', true, nlohmann::ordered_json::error_handler_t::replace));
+        m_output.Append(JsonText(value));
     }
 
     void EndJson() { m_output.Append(Any() ? "\n]\n" : "[]\n"); }
@@ -129,22 +127,19 @@ int RunCheck(const CCheckOptions& options) {
 
 }  // namespace
 
-void AddCheck(CLI::App& program, CChosenCommand& chosen) {
+void AddCheck(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CCheckOptions>();
-    CLI::App& command = *program.add_subcommand(
+    CCommandSyntax command = program.AddCommand(
         "check",
         "Whether a disk, or all disks of a folder and of those below it, are as the format wants "
         "them");
-    command.add_option("SOURCE", options->source, "A disk file (.vhdx or .avhdx), or a folder")
-        ->required()
-        ->type_name("");
-    command.add_flag(
-        "--json", options->json,
-        R"(Print an array of {"file", "where", "kind", "text"}, one for each finding)");
+    command.AddPlaced("SOURCE", options->source, "A disk file (.vhdx or .avhdx), or a folder");
+    command.AddFlag("--json", options->json,
+                    R"(Print an array of {"file", "where", "kind", "text"}, one for each finding)");
     AddNoReplayArgument(command, options->logMode,
                         "Check the file as it stands, without the entries of its log that are "
                         "pending");
-    command.footer(
+    command.SetFooter(
         "Checks headers, region tables, checksums, the log, the metadata, every entry of the\n"
         "block allocation table and the ties between child and parent; reads no block's data.\n"
         "In a folder the extensions .vhdx and .avhdx count in any case, and links to folders are\n"
@@ -152,7 +147,7 @@ void AddCheck(CLI::App& program, CChosenCommand& chosen) {
         "cannot be read is a finding.\n"
         "Exit status: 0 nothing is wrong, 1 there are findings, 2 it could not be checked.\n"
         "Example: vhdx check folder");
-    command.callback([&chosen, options] {
+    command.WhenChosen([&chosen, options] {
         chosen.subject = options->source;
         chosen.failedStatus = statusNotChecked;
         chosen.run = [&chosen, options] { chosen.doneStatus = RunCheck(*options); };

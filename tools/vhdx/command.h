@@ -4,11 +4,9 @@
 #include <functional>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace NTool {
+
+class CProgramSyntax;
 
 /// The command that the arguments name. It runs after all arguments have been understood, so that
 /// wrong usage and a failed command cannot be taken for one another.
@@ -20,18 +18,18 @@ struct CChosenCommand {
 };
 
 // Each adds one command to the program; when the arguments name it, it fills `chosen`.
-void AddInfo(CLI::App& program, CChosenCommand& chosen);
-void AddMap(CLI::App& program, CChosenCommand& chosen);
-void AddRead(CLI::App& program, CChosenCommand& chosen);
-void AddLocate(CLI::App& program, CChosenCommand& chosen);
-void AddChanges(CLI::App& program, CChosenCommand& chosen);
-void AddBitmap(CLI::App& program, CChosenCommand& chosen);
-void AddSave(CLI::App& program, CChosenCommand& chosen);
-void AddChain(CLI::App& program, CChosenCommand& chosen);
-void AddDiff(CLI::App& program, CChosenCommand& chosen);
-void AddExport(CLI::App& program, CChosenCommand& chosen);
-void AddCheck(CLI::App& program, CChosenCommand& chosen);
-void AddServe(CLI::App& program, CChosenCommand& chosen);
+void AddInfo(CProgramSyntax& program, CChosenCommand& chosen);
+void AddMap(CProgramSyntax& program, CChosenCommand& chosen);
+void AddRead(CProgramSyntax& program, CChosenCommand& chosen);
+void AddLocate(CProgramSyntax& program, CChosenCommand& chosen);
+void AddChanges(CProgramSyntax& program, CChosenCommand& chosen);
+void AddBitmap(CProgramSyntax& program, CChosenCommand& chosen);
+void AddSave(CProgramSyntax& program, CChosenCommand& chosen);
+void AddChain(CProgramSyntax& program, CChosenCommand& chosen);
+void AddDiff(CProgramSyntax& program, CChosenCommand& chosen);
+void AddExport(CProgramSyntax& program, CChosenCommand& chosen);
+void AddCheck(CProgramSyntax& program, CChosenCommand& chosen);
+void AddServe(CProgramSyntax& program, CChosenCommand& chosen);
 
 }  // namespace NTool
 

@@ -148,58 +148,52 @@ void RunDiff(const CDiffOptions& options) {
     PrintChanges(disk, base, range, options.json, output);
 }
 
-void AddSourceArguments(CLI::App& command, CDiffOptions& options) {
-    command
-        .add_option("SOURCE", options.disk.file,
-                    "The folder with the disk files, or the newest file of a chain (.vhdx or "
-                    ".avhdx)")
-        ->required()
-        ->type_name("");
+void AddSourceArguments(CCommandSyntax& command, CDiffOptions& options) {
+    command.AddPlaced("SOURCE", options.disk.file,
+                      "The folder with the disk files, or the newest file of a chain (.vhdx or "
+                      ".avhdx)");
     AddTraceArgument(command, options.disk.traceLevel);
     AddNoReplayArgument(command, options.disk.logMode,
                         "Look at the files as they stand, without the entries of their logs that "
                         "are pending");
     AddChainArguments(command, options.chain);
-    command
-        .add_option("--base", options.base,
+    command.AddText("--base", "NAME", options.base,
                     "The file name of the disk since which changes are told, without it the "
-                    "chain's disk without parent; also chooses among the chains of a folder")
-        ->type_name("NAME");
+                    "chain's disk without parent; also chooses among the chains of a folder");
 }
 
 /// The library's own walk, which other options are not for.
-void AddLibraryArgument(CLI::App& command, const std::shared_ptr<CDiffOptions>& options) {
+void AddLibraryArgument(CCommandSyntax& command, const std::shared_ptr<CDiffOptions>& options) {
     command
-        .add_flag("--library", options->library,
-                  "What the library's own walk answers, for hosts of the library: places in the "
-                  "base disk's file (there --offset and --length lie, too, and go together), "
-                  "sector bitmaps read most significant bit first, logs left out; with --json "
-                  R"({"base_offset", "file", "offset", "length"})")
-        ->excludes(command.get_option("--disk"))
-        ->excludes(command.get_option("--other-paths"))
-        ->excludes(command.get_option("--accept-changed-parent"));
-    command.parse_complete_callback([options] {
+        .AddFlag("--library", options->library,
+                 "What the library's own walk answers, for hosts of the library: places in the "
+                 "base disk's file (there --offset and --length lie, too, and go together), "
+                 "sector bitmaps read most significant bit first, logs left out; with --json "
+                 R"({"base_offset", "file", "offset", "length"})")
+        .Excludes(command.Find("--disk"))
+        .Excludes(command.Find("--other-paths"))
+        .Excludes(command.Find("--accept-changed-parent"));
+    command.CheckTogether([options] {
         const CRangeChoice& range = options->range;
         if (options->library && range.offset.has_value() != range.length.has_value()) {
-            throw CLI::RequiredError(range.offset ? "--length" : "--offset");
+            throw CUsageError(range.offset ? "--length is required" : "--offset is required");
         }
     });
 }
 
 }  // namespace
 
-void AddDiff(CLI::App& program, CChosenCommand& chosen) {
+void AddDiff(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CDiffOptions>();
-    CLI::App& command = *program.add_subcommand(
+    CCommandSyntax command = program.AddCommand(
         "diff", "What the checkpoints of a chain hold in place of the base disk's data");
     AddSourceArguments(command, *options);
     AddRangeArguments(command, options->range);
-    command.add_flag(
-        "--json", options->json,
-        R"(Print an array of {"start", "length", "kind", "file", "offset", "in_log"}, )"
-        "as 'vhdx map --merged' does");
+    command.AddFlag("--json", options->json,
+                    R"(Print an array of {"start", "length", "kind", "file", "offset", "in_log"}, )"
+                    "as 'vhdx map --merged' does");
     AddLibraryArgument(command, options);
-    command.footer(
+    command.SetFooter(
         "Runs of the virtual disk in its order, each with the newest file that holds it: data, or\n"
         "zeros, which hide what the base has. What comes from the base is not listed. A hole was "
         "cut\n"

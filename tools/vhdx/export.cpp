@@ -119,34 +119,30 @@ void RunExport(const CExportOptions& options) {
 /// Standard output cannot be read, and what is updated or verified has to be.
 void CheckStandard(const CExportOptions& options) {
     if (options.older == "-") {
-        throw CLI::ValidationError("--update", "standard output holds no earlier export");
+        throw CUsageError("--update: standard output holds no earlier export");
     }
     if (IsStandard(options) && options.verify) {
-        throw CLI::ValidationError("--verify", "standard output cannot be read back");
+        throw CUsageError("--verify: standard output cannot be read back");
     }
 }
 
 /// Either OUT, or RAW with RANGES.
-void AddImageArguments(CLI::App& command, const std::shared_ptr<CExportOptions>& options) {
-    CLI::Option* const output =
-        command
-            .add_option("-o,--output", options->output,
+void AddImageArguments(CCommandSyntax& command, const std::shared_ptr<CExportOptions>& options) {
+    const CArgument output =
+        command.AddText("-o,--output", "OUT", options->output,
                         "The raw image; it appears when it is complete, and takes no space for "
-                        "zeros; - for standard output, which gets every byte")
-            ->type_name("OUT");
-    command.add_flag("--force", options->force, "Replace OUT when it exists")->needs(output);
-    CLI::Option* const older =
-        command
-            .add_option("--update", options->older,
+                        "zeros; - for standard output, which gets every byte");
+    command.AddFlag("--force", options->force, "Replace OUT when it exists").Needs(output);
+    CArgument older =
+        command.AddText("--update", "RAW", options->older,
                         "Bring an earlier export up to date, in its place, by copying what changed "
-                        "since")
-            ->type_name("RAW")
-            ->excludes(output);
-    AddRangesArgument(command, options->ranges)->needs(older);
-    older->needs(command.get_option("--ranges"));
-    command.parse_complete_callback([options] {
+                        "since");
+    older.Excludes(output);
+    AddRangesArgument(command, options->ranges).Needs(older);
+    older.Needs(command.Find("--ranges"));
+    command.CheckTogether([options] {
         if (options->output.empty() && options->older.empty()) {
-            throw CLI::RequiredError("--output or --update");
+            throw CUsageError("--output or --update is required");
         }
         CheckStandard(*options);
     });
@@ -154,18 +150,18 @@ void AddImageArguments(CLI::App& command, const std::shared_ptr<CExportOptions>&
 
 }  // namespace
 
-void AddExport(CLI::App& program, CChosenCommand& chosen) {
+void AddExport(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CExportOptions>();
-    CLI::App& command = *program.add_subcommand(
-        "export", "The virtual disk as a raw image, merged with its parents");
+    CCommandSyntax command =
+        program.AddCommand("export", "The virtual disk as a raw image, merged with its parents");
     AddDiskArguments(command, options->disk);
     AddChainArguments(command, options->chain);
     AddImageArguments(command, options);
-    command.add_flag("--verify", options->verify,
-                     "Read back what was written and compare it with the disk; OUT only appears "
-                     "when it is the same");
+    command.AddFlag("--verify", options->verify,
+                    "Read back what was written and compare it with the disk; OUT only appears "
+                    "when it is the same");
     AddProgressArgument(command, options->progress);
-    command.footer(
+    command.SetFooter(
         "Of a checkpoint this is the disk as it was then: the file and all its parents, which are\n"
         "looked for by the paths that the files keep. Every disk file stays as it is.\n"
         "An update writes the ranges and nothing else. RAW grows with the disk; what it grows by\n"

@@ -7,6 +7,7 @@
 #include "host/chain_changes.h"
 #include "host/merged_reader.h"
 #include "tools/vhdx/command_line.h"
+#include "tools/vhdx/json_value.h"
 #include "tools/vhdx/merged_source.h"
 #include "tools/vhdx/text.h"
 

@@ -31,10 +31,8 @@ void CheckFolder(const fs::path& folder) {
 
 }  // namespace
 
-void AddFolderArguments(CLI::App& command, CFolderOptions& folder) {
-    command.add_option("FOLDER", folder.folder, "The folder with the disk files")
-        ->required()
-        ->type_name("");
+void AddFolderArguments(CCommandSyntax& command, CFolderOptions& folder) {
+    command.AddPlaced("FOLDER", folder.folder, "The folder with the disk files");
     AddTraceArgument(command, folder.traceLevel);
     AddNoReplayArgument(command, folder.logMode,
                         "Look at the files as they stand, without the entries of their logs that "

@@ -10,8 +10,8 @@
 #include <vhdx_parser/vhdx_parser.h>
 
 #include "host/folder_tree.h"
-#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command.h"
+#include "tools/vhdx/command_syntax.h"
 #include "tools/vhdx/trace_writer.h"
 
 namespace NTool {
@@ -24,14 +24,14 @@ struct CFolderOptions {
 };
 
 /// FOLDER, --trace and --no-replay.
-void AddFolderArguments(CLI::App& command, CFolderOptions& folder);
+void AddFolderArguments(CCommandSyntax& command, CFolderOptions& folder);
 
 /// When the arguments name this command, `run` will be called with its options, which hold a
 /// `CFolderOptions` named `folder`.
 template <class TOptions>
-void ChooseFolder(CLI::App& command, CChosenCommand& chosen, std::shared_ptr<TOptions> options,
-                  void (*run)(const TOptions&)) {
-    command.callback([&chosen, options, run] {
+void ChooseFolder(CCommandSyntax& command, CChosenCommand& chosen,
+                  std::shared_ptr<TOptions> options, void (*run)(const TOptions&)) {
+    command.WhenChosen([&chosen, options, run] {
         chosen.subject = options->folder.folder;
         chosen.run = [options, run] { run(*options); };
     });

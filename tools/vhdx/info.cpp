@@ -4,10 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include <nlohmann/json.hpp>
-
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/block_table.h"
+#include "tools/vhdx/json_value.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
 
@@ -68,52 +67,51 @@ CInfo Gather(CDisk& disk, bool noBlocks) {
     return info;
 }
 
-using CJson = nlohmann::ordered_json;
+using CMembers = CJsonValue::CMembers;
 
-CJson BlocksJson(const CBlockTable& blocks) {
-    CJson json = {{"total", blocks.BlockCount()}};
+CMembers BlocksJson(const CBlockTable& blocks) {
+    CMembers json = {{"total", blocks.BlockCount()}};
     for (const CPayloadBlock::EState state : states) {
-        json[std::string(StateName(state))] = blocks.Summary().Count(state);
+        json.push_back({std::string(StateName(state)), blocks.Summary().Count(state)});
     }
     return json;
 }
 
-CJson ParentJson(const NVHDX::NMetadata::CParent& parent) {
+CJsonValue ParentJson(const NVHDX::NMetadata::CParent& parent) {
     if (!parent.present) {
-        return nullptr;
+        return {};
     }
-    CJson json = CJson::object();
+    CMembers json;
     for (const auto& [format, entry] : parent.entries) {
-        json[std::string(LocatorKey(format))] = Utf8(entry.value);
+        json.push_back({std::string(LocatorKey(format)), Utf8(entry.value)});
     }
     return json;
 }
 
-CJson InfoJson(const CInfo& info) {
-    CJson json;
-    json["file"] = info.file;
-    json["size"] = info.fileSize;
-    json["type"] = TypeName(info.parameters);
-    json["payloadblksz"] = info.parameters.blockSize;
-    json["logsectsz"] = info.logicalSectorSize;
-    json["physical_sector_size"] = info.physicalSectorSize;
-    json["virtdisksz"] = info.virtualSize;
-    json["page83"] = info.page83;
-    json["leaveBlocksAllocated"] = info.parameters.leaveBlocksAllocated;
-    json["bDifferencing"] = info.parameters.hasParent;
-    json["maxFileOffset"] = info.blocks ? CJson(info.blocks->MaxFileOffset()) : CJson();
-    json["lastPayloadBlockIndex"] =
-        info.blocks ? CJson(info.blocks->LastPayloadBlockIndex()) : CJson();
-    json["ratio"] = info.ratio;
-    json["chunks"] = info.chunks;
-    json["blocks"] = info.blocks ? BlocksJson(*info.blocks) : CJson();
-    json["parent"] = ParentJson(info.parent);
-    return json;
+CMembers InfoJson(const CInfo& info) {
+    return {
+        {"file", info.file},
+        {"size", info.fileSize},
+        {"type", TypeName(info.parameters)},
+        {"payloadblksz", info.parameters.blockSize},
+        {"logsectsz", info.logicalSectorSize},
+        {"physical_sector_size", info.physicalSectorSize},
+        {"virtdisksz", info.virtualSize},
+        {"page83", info.page83},
+        {"leaveBlocksAllocated", info.parameters.leaveBlocksAllocated},
+        {"bDifferencing", info.parameters.hasParent},
+        {"maxFileOffset", info.blocks ? CJsonValue(info.blocks->MaxFileOffset()) : CJsonValue()},
+        {"lastPayloadBlockIndex",
+         info.blocks ? CJsonValue(info.blocks->LastPayloadBlockIndex()) : CJsonValue()},
+        {"ratio", info.ratio},
+        {"chunks", info.chunks},
+        {"blocks", info.blocks ? CJsonValue(BlocksJson(*info.blocks)) : CJsonValue()},
+        {"parent", ParentJson(info.parent)},
+    };
 }
 
 void PrintJson(const CInfo& info, COutput& output) {
-    // ASCII only, and no failure for a file name that is no UTF-8.
-    output.Append(InfoJson(info).dump(2, ' ', true, CJson::error_handler_t::replace));
+    output.Append(JsonLines(InfoJson(info)));
     output.Append("\n");
 }
 
@@ -181,14 +179,14 @@ void RunInfo(const CInfoOptions& options) {
 
 }  // namespace
 
-void AddInfo(CLI::App& program, CChosenCommand& chosen) {
+void AddInfo(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CInfoOptions>();
-    CLI::App& command = *program.add_subcommand("info", "What a disk is, and what its blocks hold");
+    CCommandSyntax command = program.AddCommand("info", "What a disk is, and what its blocks hold");
     AddDiskArguments(command, options->disk);
-    command.add_flag("--json", options->json, "Print one JSON object");
-    command.add_flag("--no-blocks", options->noBlocks,
-                     "Leave the block allocation table unread: just as fast for any disk");
-    command.footer("Example: vhdx info --json disk.vhdx");
+    command.AddFlag("--json", options->json, "Print one JSON object");
+    command.AddFlag("--no-blocks", options->noBlocks,
+                    "Leave the block allocation table unread: just as fast for any disk");
+    command.SetFooter("Example: vhdx info --json disk.vhdx");
     Choose(command, chosen, options, RunInfo);
 }
 

@@ -9,6 +9,7 @@
 #include "host/locator_path.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/disk.h"
+#include "tools/vhdx/json_value.h"
 #include "tools/vhdx/notes.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"

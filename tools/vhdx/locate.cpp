@@ -82,18 +82,18 @@ void RunLocate(const CLocateOptions& options) {
 
 }  // namespace
 
-void AddLocate(CLI::App& program, CChosenCommand& chosen) {
+void AddLocate(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CLocateOptions>();
-    CLI::App& command = *program.add_subcommand(
+    CCommandSyntax command = program.AddCommand(
         "locate", "Where in the file the bytes of a range of the virtual disk lie, block by block");
     AddDiskArguments(command, options->disk);
     AddModelArgument(command, options->disk);
     AddRangeArguments(command, options->range);
-    command.add_flag(
+    command.AddFlag(
         "--json", options->json,
         R"(Print an array of {"start", "length", "offset"}, in bytes; "offset" is null )"
         "where the file holds no data");
-    command.footer("Example: vhdx locate disk.vhdx --offset 3M --length 2M");
+    command.SetFooter("Example: vhdx locate disk.vhdx --offset 3M --length 2M");
     Choose(command, chosen, options, RunLocate);
 }
 

@@ -144,38 +144,36 @@ void RunMap(const CMapOptions& options) {
 
 }  // namespace
 
-void AddMap(CLI::App& program, CChosenCommand& chosen) {
+void AddMap(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CMapOptions>();
-    CLI::App& command = *program.add_subcommand(
-        "map", "The runs of blocks of one state, and where their data lies");
+    CCommandSyntax command =
+        program.AddCommand("map", "The runs of blocks of one state, and where their data lies");
     AddDiskArguments(command, options->disk);
     AddModelArgument(command, options->disk);
-    CLI::Option* const model = command.get_option("--model");
-    command.add_flag(
+    const CArgument model = command.Find("--model");
+    command.AddFlag(
         "--json", options->json,
         R"(Print an array of {"start", "length", "state", "offset"}, in bytes; "offset" )"
         "is null where the file holds no data");
-    CLI::Option* const merged = command.add_flag(
+    CArgument merged = command.AddFlag(
         "--merged", options->merged,
         "Which file of the chain holds each run of the disk; with --json {\"start\", \"length\", "
         "\"kind\", \"file\", \"offset\", \"in_log\"}");
-    merged->excludes(model);
+    merged.Excludes(model);
     command
-        .add_flag("--sectors", options->sectors,
-                  "Which sectors a differencing file holds itself; with --json as --merged")
-        ->excludes(merged)
-        ->excludes(model);
+        .AddFlag("--sectors", options->sectors,
+                 "Which sectors a differencing file holds itself; with --json as --merged")
+        .Excludes(merged)
+        .Excludes(model);
     command
-        .add_option(
-            "--svg", options->picture,
-            "Draw the disk into this file instead: a cell for each block or group of "
-            "blocks, with --merged a colour for each file of the chain; - for standard output")
-        ->type_name("OUT")
-        ->excludes(model);
+        .AddText("--svg", "OUT", options->picture,
+                 "Draw the disk into this file instead: a cell for each block or group of "
+                 "blocks, with --merged a colour for each file of the chain; - for standard output")
+        .Excludes(model);
     AddChainArguments(command, options->chain);
-    command.get_option("--other-paths")->needs(merged);
-    command.get_option("--accept-changed-parent")->needs(merged);
-    command.footer("Example: vhdx map disk.vhdx");
+    command.Find("--other-paths").Needs(merged);
+    command.Find("--accept-changed-parent").Needs(merged);
+    command.SetFooter("Example: vhdx map disk.vhdx");
     Choose(command, chosen, options, RunMap);
 }
 

@@ -7,8 +7,8 @@
 
 #include "host/locator_path.h"
 #include "host/path_query.h"
-#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/command_line.h"
+#include "tools/vhdx/command_syntax.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/notes.h"
 #include "tools/vhdx/text.h"
@@ -63,14 +63,13 @@ CMergedPointer Open(const CDiskOptions& options, const CChainOptions& chain, boo
 
 }  // namespace
 
-void AddChainArguments(CLI::App& command, CChainOptions& chain) {
-    command.add_option("--disk", chain.disk, "The disk to take where a folder is given")
-        ->type_name("NAME");
-    command.add_flag("--other-paths", chain.otherPaths,
-                     "Look for parents at the absolute paths that the files keep too");
-    command.add_flag("--accept-changed-parent", chain.acceptChangedParent,
-                     "Read a parent that was changed since its child was made, or of which nobody "
-                     "can tell, instead of refusing it; the bytes may be wrong");
+void AddChainArguments(CCommandSyntax& command, CChainOptions& chain) {
+    command.AddText("--disk", "NAME", chain.disk, "The disk to take where a folder is given");
+    command.AddFlag("--other-paths", chain.otherPaths,
+                    "Look for parents at the absolute paths that the files keep too");
+    command.AddFlag("--accept-changed-parent", chain.acceptChangedParent,
+                    "Read a parent that was changed since its child was made, or of which nobody "
+                    "can tell, instead of refusing it; the bytes may be wrong");
 }
 
 std::filesystem::path ChosenFile(const std::string& source, const std::string& disk) {

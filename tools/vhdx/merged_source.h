@@ -8,11 +8,9 @@
 #include "host/merged_disk.h"
 #include "tools/vhdx/disk.h"
 
-namespace CLI {
-class App;
-}
-
 namespace NTool {
+
+class CCommandSyntax;
 
 /// What a command on a chain is told.
 struct CChainOptions {
@@ -22,7 +20,7 @@ struct CChainOptions {
 };
 
 /// --disk NAME, for commands whose FILE may be a folder, --other-paths and --accept-changed-parent.
-void AddChainArguments(CLI::App& command, CChainOptions& chain);
+void AddChainArguments(CCommandSyntax& command, CChainOptions& chain);
 
 /// The file that is meant: `source` itself, or the one of this name in the folder `source`.
 std::filesystem::path ChosenFile(const std::string& source, const std::string& disk);

@@ -8,7 +8,7 @@
 
 #include <fmt/format.h>
 
-#include "tools/vhdx/cli11.h"
+#include "tools/vhdx/command_syntax.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
 
@@ -34,16 +34,13 @@ std::string TimeText(std::uint64_t seconds) {
 
 }  // namespace
 
-void AddProgressArgument(CLI::App& command, EProgress& progress) {
+void AddProgressArgument(CCommandSyntax& command, EProgress& progress) {
     const std::map<std::string, EProgress> names = {
         {"auto", EProgress::automatic}, {"always", EProgress::always}, {"never", EProgress::never}};
-    command
-        .add_option_function<std::string>(
-            "--progress",
-            [&progress, names](const std::string& name) { progress = names.at(name); },
-            "Show how far it is on standard error: auto (on a terminal), always, never")
-        ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
-        ->type_name("WHEN");
+    command.AddWord(
+        "--progress", "WHEN", {"auto", "always", "never"},
+        [&progress, names](const std::string& name) { progress = names.at(name); },
+        "Show how far it is on standard error: auto (on a terminal), always, never");
 }
 
 std::string ProgressText(std::uint64_t done, std::uint64_t total, double seconds) {

@@ -5,16 +5,14 @@
 #include <cstdint>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace NTool {
+
+class CCommandSyntax;
 
 enum class EProgress { automatic, always, never };
 
 /// --progress auto|always|never.
-void AddProgressArgument(CLI::App& command, EProgress& progress);
+void AddProgressArgument(CCommandSyntax& command, EProgress& progress);
 
 /// " 45%  1.2 GiB of 2.6 GiB  512 MiB/s  0:03 left"; without rate and time in the first moment.
 std::string ProgressText(std::uint64_t done, std::uint64_t total, double seconds);

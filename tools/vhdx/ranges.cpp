@@ -10,19 +10,17 @@
 #include <system_error>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/disk.h"
 #include "tools/vhdx/failure.h"
+#include "tools/vhdx/json_value.h"
 #include "tools/vhdx/size_text.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {
 
 namespace {
-
-using CJson = nlohmann::json;
 
 /// Takes ranges in ascending order; `place` says where in the input a range stands.
 class CRangeCollector {
@@ -94,46 +92,26 @@ CRanges ParseLines(std::string_view text) {
     return collector.Take();
 }
 
-std::uint64_t NumberOf(const CJson& element, const char* key, const std::string& place) {
-    const auto number = element.find(key);
-    if (number == element.end() || !number->is_number_unsigned()) {
+std::uint64_t NumberOf(const CJsonValue& element, const char* key, const std::string& place) {
+    const CJsonValue* const value = element.Find(key);
+    const std::uint64_t* const number = value == nullptr ? nullptr : value->Number();
+    if (number == nullptr) {
         throw CFailure(fmt::format("{}: \"{}\" is no whole number below 2^64", place, key));
     }
-    return number->get<std::uint64_t>();
-}
-
-/// What the parser says without the name that it has for the error.
-std::string ParserText(std::string_view text) {
-    const std::size_t name = text.find("] ");
-    return Printable(name == text.npos ? text : text.substr(name + 2));
-}
-
-CJson ParseJson(const std::string& text) {
-    // Ranges are at most two deep; without a limit the input would decide how much stack is used.
-    const auto shallow = [](int depth, CJson::parse_event_t event, CJson&) {
-        if (depth > 8 && (event == CJson::parse_event_t::array_start ||
-                          event == CJson::parse_event_t::object_start)) {
-            throw CFailure("the JSON is nested too deeply");
-        }
-        return true;
-    };
-    try {
-        return CJson::parse(text, shallow);
-    } catch (const CJson::exception& error) {
-        throw CFailure("this is no JSON: " + ParserText(error.what()));
-    }
+    return *number;
 }
 
 CRanges ParseElements(const std::string& text) {
-    const CJson elements = ParseJson(text);
-    if (!elements.is_array()) {
+    const CJsonValue json = ParseJson(text);
+    const CJsonValue::CElements* const elements = json.Elements();
+    if (elements == nullptr) {
         throw CFailure(R"(the JSON is no array of {"offset", "length"})");
     }
     CRangeCollector collector;
     std::size_t number = 0;
-    for (const CJson& element : elements) {
+    for (const CJsonValue& element : *elements) {
         const std::string place = fmt::format("element {}", ++number);
-        if (!element.is_object()) {
+        if (!element.IsObject()) {
             throw CFailure(place + R"(: this is no {"offset", "length"})");
         }
         collector.Add(NumberOf(element, "offset", place), NumberOf(element, "length", place),

@@ -125,20 +125,19 @@ void RunRead(const CReadOptions& options) {
 }
 
 /// The guest's disk, or what one file holds.
-void AddViewArguments(CLI::App& command, const std::shared_ptr<CReadOptions>& options) {
-    CLI::Option* const fileOnly = command.add_flag(
+void AddViewArguments(CCommandSyntax& command, const std::shared_ptr<CReadOptions>& options) {
+    const CArgument fileOnly = command.AddFlag(
         "--file-only", options->fileOnly,
         "What the file itself holds, without its parents: zeros where it holds nothing");
     const std::string mergedHelp = "The bytes that the guest sees, as without this word";
-    command.add_flag("--merged", mergedHelp)->excludes(fileOnly);
+    command.AddFlag("--merged", mergedHelp).Excludes(fileOnly);
     AddChainArguments(command, options->chain);
-    command.get_option("--other-paths")->excludes(fileOnly);
-    command.get_option("--accept-changed-parent")->excludes(fileOnly);
-    command.parse_complete_callback([options] {
+    command.Find("--other-paths").Excludes(fileOnly);
+    command.Find("--accept-changed-parent").Excludes(fileOnly);
+    command.CheckTogether([options] {
         if (!options->disk.model.empty() && !options->fileOnly) {
-            throw CLI::ValidationError(
-                "--model",
-                "a saved model is of one file and does not know its parents; it goes with "
+            throw CUsageError(
+                "--model: a saved model is of one file and does not know its parents; it goes with "
                 "--file-only");
         }
     });
@@ -146,26 +145,24 @@ void AddViewArguments(CLI::App& command, const std::shared_ptr<CReadOptions>& op
 
 }  // namespace
 
-void AddRead(CLI::App& program, CChosenCommand& chosen) {
+void AddRead(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CReadOptions>();
-    CLI::App& command = *program.add_subcommand(
+    CCommandSyntax command = program.AddCommand(
         "read", "The bytes of a disk, or of a range of it, as its guest sees them");
     AddDiskArguments(command, options->disk);
     AddModelArgument(command, options->disk);
     AddRangeArguments(command, options->range);
-    command
-        .add_option("-o,--output", options->output,
+    command.AddText("-o,--output", "OUT", options->output,
                     "Write to this file, which is replaced when all is read, instead of to "
-                    "standard output")
-        ->type_name("OUT");
+                    "standard output");
     AddProgressArgument(command, options->progress);
-    command.add_flag(
+    command.AddFlag(
         "--json", options->json,
         "Print where the bytes come from instead: an array of {\"start\", \"length\", "
         "\"kind\", \"file\", \"offset\", \"in_log\"}, as 'vhdx map --merged' does; with "
         "--file-only the kind \"parent\" is what the file leaves to its parents");
     AddViewArguments(command, options);
-    command.footer(
+    command.SetFooter(
         "Of a differencing disk these are the bytes of the file and of all its parents, which are\n"
         "looked for by the paths that the files keep. --model goes with --file-only.\n"
         "Example: vhdx read disk.vhdx --offset 1M --length 64K -o part.bin");

@@ -26,19 +26,16 @@ void RunSave(const CSaveOptions& options) {
 
 }  // namespace
 
-void AddSave(CLI::App& program, CChosenCommand& chosen) {
+void AddSave(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CSaveOptions>();
-    CLI::App& command = *program.add_subcommand(
+    CCommandSyntax command = program.AddCommand(
         "save", "Saves which blocks the file holds, and where, for --model of other commands");
     AddDiskArguments(command, options->disk);
-    command
-        .add_option(
-            "MODEL.xml", options->model,
-            "The file to write; an older one is replaced. Beside it stands MODEL.xml.identity, "
-            "which says which disk in which state the model is of")
-        ->required()
-        ->type_name("");
-    command.footer("Example: vhdx save disk.vhdx disk.xml; vhdx map disk.vhdx --model disk.xml");
+    command.AddPlaced(
+        "MODEL.xml", options->model,
+        "The file to write; an older one is replaced. Beside it stands MODEL.xml.identity, "
+        "which says which disk in which state the model is of");
+    command.SetFooter("Example: vhdx save disk.vhdx disk.xml; vhdx map disk.vhdx --model disk.xml");
     Choose(command, chosen, options, RunSave);
 }
 

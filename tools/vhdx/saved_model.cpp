@@ -114,17 +114,15 @@ CModel ReadChecked(const fs::path& path, const CGeometry& geometry, const CDiskI
 
 }  // namespace
 
-void AddModelArgument(CLI::App& command, CDiskOptions& disk) {
-    command
-        .add_option(
-            "--model", disk.model,
-            "Take the blocks from this model, which 'vhdx save' wrote, and leave the block "
-            "allocation table unread. Refused when the disk is another one or has changed since: "
-            "identifiers, sizes, the header's sequence number, the file's length and time of "
-            "change are compared. Not noticed is what another program changes afterwards, or "
-            "without the file's time showing it: within the grain of that time, through mapped "
-            "memory, on a device. Close the disk first")
-        ->type_name("MODEL.xml");
+void AddModelArgument(CCommandSyntax& command, CDiskOptions& disk) {
+    command.AddText(
+        "--model", "MODEL.xml", disk.model,
+        "Take the blocks from this model, which 'vhdx save' wrote, and leave the block "
+        "allocation table unread. Refused when the disk is another one or has changed since: "
+        "identifiers, sizes, the header's sequence number, the file's length and time of "
+        "change are compared. Not noticed is what another program changes afterwards, or "
+        "without the file's time showing it: within the grain of that time, through mapped "
+        "memory, on a device. Close the disk first");
 }
 
 CModel ReadModel(const std::string& file, const CGeometry& geometry,

@@ -4,14 +4,14 @@
 #include <filesystem>
 #include <string>
 
-#include "tools/vhdx/cli11.h"
+#include "tools/vhdx/command_syntax.h"
 #include "tools/vhdx/disk.h"
 
 namespace NTool {
 
 /// --model, which takes the place of the block allocation table. A command refuses it in every form
 /// that does not use it.
-void AddModelArgument(CLI::App& command, CDiskOptions& disk);
+void AddModelArgument(CCommandSyntax& command, CDiskOptions& disk);
 
 /// Reads a model that `SaveModel` wrote. Throws `CFailure` whose subject is `file` when it cannot
 /// be read, is no model, or is not one of this disk in this state.

@@ -13,7 +13,6 @@
 #endif
 
 #include "tools/vhdx/arguments.h"
-#include "tools/vhdx/cli11.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/merged_source.h"
 
@@ -104,25 +103,20 @@ void RunServe(const CServeOptions& options) {
 
 }  // namespace
 
-void AddServe(CLI::App& program, CChosenCommand& chosen) {
+void AddServe(CProgramSyntax& program, CChosenCommand& chosen) {
     const auto options = std::make_shared<CServeOptions>();
-    CLI::App& command = *program.add_subcommand(
+    CCommandSyntax command = program.AddCommand(
         "serve", "Serves a disk, with all its parents, as a network block device (nbdkit)");
-    command
-        .add_option("SOURCE", options->disk.file,
-                    "A disk file (.vhdx or .avhdx), or a folder together with --disk")
-        ->required()
-        ->type_name("");
+    command.AddPlaced("SOURCE", options->disk.file,
+                      "A disk file (.vhdx or .avhdx), or a folder together with --disk");
     AddChainArguments(command, options->chain);
     AddNoReplayArgument(command, options->disk.logMode,
                         "Serve the files as they stand, without the entries of their logs that are "
                         "pending");
-    command
-        .add_option("--socket", options->socket,
+    command.AddText("--socket", "PATH", options->socket,
                     "Listen on this Unix socket instead of TCP port 10809 of this machine; one on "
-                    "which nobody listens any more is replaced")
-        ->type_name("PATH");
-    command.footer(
+                    "which nobody listens any more is replaced");
+    command.SetFooter(
         "Read-only; runs until Ctrl-C. The disk must not be in use meanwhile.\n"
         "Example: vhdx serve disk.avhdx --socket disk.sock");
     Choose(command, chosen, options, RunServe);

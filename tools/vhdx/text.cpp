@@ -4,7 +4,6 @@
 #include <sstream>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 namespace NTool {
 
@@ -106,10 +105,6 @@ std::string Printable(std::string_view utf8) {
         utf8.remove_prefix(length == 0 ? 1 : length);
     }
     return printable;
-}
-
-std::string JsonText(const std::string& text) {
-    return nlohmann::json(text).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
 }
 
 std::string InUnits(std::uint64_t bytes) {

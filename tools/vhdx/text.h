@@ -19,9 +19,6 @@ std::string Utf8(std::wstring_view text);
 /// name cannot do either.
 std::string Printable(std::string_view utf8);
 
-/// A JSON string, in ASCII; what is no UTF-8 becomes U+FFFD.
-std::string JsonText(const std::string& text);
-
 /// "32 MiB", "1.5 GiB", "0 bytes": in the largest unit that leaves at least 1, to one decimal.
 std::string InUnits(std::uint64_t bytes);
 

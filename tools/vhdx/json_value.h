@@ -1,0 +1,77 @@
+#ifndef VHDX_TOOLS_VHDX_JSON_VALUE_H
+#define VHDX_TOOLS_VHDX_JSON_VALUE_H
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace NTool {
+
+struct CJsonMember;
+
+/// A value of JSON, to be printed or as it was read. The JSON library stands behind this header:
+/// its own takes seconds to compile.
+class CJsonValue {
+public:
+    using CElements = std::vector<CJsonValue>;
+    using CMembers = std::vector<CJsonMember>;  ///< printed in this order
+
+    /// null
+    CJsonValue() = default;
+    // Not from what converts to bool: a pointer is no truth value.
+    template <std::same_as<bool> TBool>
+    CJsonValue(TBool value) : m_value(value) {}
+    template <std::unsigned_integral TNumber>
+    requires(!std::same_as<TNumber, bool>) CJsonValue(TNumber value)
+        : m_value(std::uint64_t{value}) {}
+    CJsonValue(std::string text) : m_value(std::move(text)) {}
+    CJsonValue(std::string_view text) : m_value(std::string(text)) {}
+    CJsonValue(const char* text) : m_value(std::string(text)) {}
+    CJsonValue(CElements elements) : m_value(std::move(elements)) {}
+    CJsonValue(CMembers members) : m_value(std::move(members)) {}
+
+    /// Any other number, as near as this comes to it.
+    CJsonValue(double value) : m_value(value) {}
+
+    bool IsObject() const { return std::holds_alternative<CMembers>(m_value); }
+    /// Null where the value is none of the kind.
+    CElements* Elements() { return std::get_if<CElements>(&m_value); }
+    const CElements* Elements() const { return std::get_if<CElements>(&m_value); }
+    CMembers* Members() { return std::get_if<CMembers>(&m_value); }
+    const std::uint64_t* Number() const { return std::get_if<std::uint64_t>(&m_value); }
+    /// The last member of this name; null where the value has none.
+    const CJsonValue* Find(std::string_view name) const;
+
+    template <class TVisitor>
+    decltype(auto) Visit(TVisitor&& visitor) const {
+        return std::visit(std::forward<TVisitor>(visitor), m_value);
+    }
+
+private:
+    std::variant<std::nullptr_t, bool, std::uint64_t, double, std::string, CElements, CMembers>
+        m_value;
+};
+
+struct CJsonMember {
+    std::string name;
+    CJsonValue value;
+};
+
+/// The value in one line of ASCII; what is no UTF-8 becomes U+FFFD.
+std::string JsonText(const CJsonValue& value);
+
+/// The same in lines, indented by two blanks.
+std::string JsonLines(const CJsonValue& value);
+
+/// Reads a value whose arrays and objects are nested at most nine deep. Throws `CFailure` that says
+/// what is wrong.
+CJsonValue ParseJson(std::string_view text);
+
+}  // namespace NTool
+
+#endif
