@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/chain/chain_folder.h"
-#include "tests/tool/child_process.h"
+#include "tests/support/child_process.h"
 
 namespace {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "tests/host/chain_model.h"
-#include "tests/host/log_builder.h"
-#include "tests/host/random_chain.h"
+#include "tests/support/chain_model.h"
+#include "tests/support/log_builder.h"
+#include "tests/support/random_chain.h"
 #include "tests/support/temporary_folder.h"
 
 namespace NTest {

@@ -1,5 +1,5 @@
 #include "tests/host/check_result.h"
-#include "tests/host/log_builder.h"
+#include "tests/support/log_builder.h"
 
 namespace NTest {
 namespace {

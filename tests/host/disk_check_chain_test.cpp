@@ -1,9 +1,9 @@
 #include <fstream>
 
 #include "host/locator_path.h"
-#include "tests/host/chain_model.h"
 #include "tests/host/check_result.h"
-#include "tests/host/log_builder.h"
+#include "tests/support/chain_model.h"
+#include "tests/support/log_builder.h"
 
 namespace NTest {
 namespace {

@@ -1,6 +1,6 @@
 #include "host/header_check.h"
 #include "tests/host/check_result.h"
-#include "tests/host/log_builder.h"
+#include "tests/support/log_builder.h"
 
 namespace NTest {
 namespace {

@@ -6,7 +6,7 @@
 #include <vhdx_parser/snapshot_chain.h>
 
 #include "host/folder_tree.h"
-#include "tests/host/log_builder.h"
+#include "tests/support/log_builder.h"
 #include "tests/support/temporary_folder.h"
 
 namespace NTest {

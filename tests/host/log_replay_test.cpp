@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "host/log_replay.h"
-#include "tests/host/log_builder.h"
+#include "tests/support/log_builder.h"
 #include "tests/support/test_stream.h"
 
 namespace NTest {

@@ -3,7 +3,7 @@
 #include <vhdx_parser/vhdx_parser.h>
 
 #include "host/replay_stream.h"
-#include "tests/host/log_builder.h"
+#include "tests/support/log_builder.h"
 #include "tests/support/temporary_folder.h"
 
 namespace NTest {

@@ -9,6 +9,7 @@
 #include "host/container_entry.h"
 #include "tests/hostile/hostile_disk.h"
 #include "tests/tool/vhdx_command.h"
+#include "tools/vhdx/program.h"
 
 // Every command on every hostile disk: it ends, with one of its statuses, and says in one line why
 // it did not do what was asked. A disk that cannot be opened is refused by all of them alike.
@@ -66,19 +67,8 @@ bool TakesNoReplay(const CArguments& arguments) {
            arguments[1] != ".";
 }
 
-/// An instrumented command takes many times as long to start. What reads the file as it stands is
-/// the same code without the log's overlay, so there it is left to the other builds.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool withoutReplayToo = false;
-#else
-constexpr bool withoutReplayToo = true;
-#endif
-
 std::vector<CArguments> AllCommands() {
     std::vector<CArguments> all = Commands();
-    if (!withoutReplayToo) {
-        return all;
-    }
     for (CArguments arguments : Commands()) {
         if (TakesNoReplay(arguments)) {
             arguments.push_back("--no-replay");
@@ -196,24 +186,54 @@ private:
     std::string m_blocks;
 };
 
-class HostileCommand : public testing::TestWithParam<CHostileDisk> {};
-
-TEST_P(HostileCommand, EndsWithAStatusAndOneLineThatIsTheSameForAll) {
-    const CTemporaryFolder folder;
-    const std::filesystem::path disk = folder / "hostile.vhdx";
-    GetParam().builder.Build().WriteTo(disk);
-    std::ofstream(folder / "ranges.txt") << "0,4096\n";
+CChildOptions Limits(const CTemporaryFolder& folder) {
     CChildOptions options;
     options.folder = folder.Path();
     options.timeout = std::chrono::seconds(60);
     options.largestFile = 64 * MiB;
-    CVerdicts replayed(disk, false);
-    CVerdicts standing(disk, true);
+    return options;
+}
+
+/// The whole program but for its start, which would take most of the time of these thousands.
+CChildResult Call(const CArguments& arguments, const CTemporaryFolder& folder) {
+    return RunForked([&arguments] { return NTool::Run(arguments); }, Limits(folder));
+}
+
+void Write(const CHostileDisk& disk, const CTemporaryFolder& folder) {
+    disk.builder.Build().WriteTo(folder / "hostile.vhdx");
+    std::ofstream(folder / "ranges.txt") << "0,4096\n";
+}
+
+class HostileCommand : public testing::TestWithParam<CHostileDisk> {};
+
+TEST_P(HostileCommand, EndsWithAStatusAndOneLineThatIsTheSameForAll) {
+    const CTemporaryFolder folder;
+    Write(GetParam(), folder);
+    CVerdicts replayed(folder / "hostile.vhdx", false);
+    CVerdicts standing(folder / "hostile.vhdx", true);
     for (const CArguments& arguments : AllCommands()) {
         SCOPED_TRACE(Text(arguments));
-        const CChildResult result = RunVhdx(arguments, options);
+        const CChildResult result = Call(arguments, folder);
         ExpectContract(arguments, result, folder);
         (IsWithoutReplay(arguments) ? standing : replayed).Expect(arguments, result);
+    }
+}
+
+/// What the started program adds to it: the reading of its arguments and its end.
+class HostileProgram : public testing::TestWithParam<CHostileDisk> {};
+
+TEST_P(HostileProgram, SaysWhatItsFunctionSays) {
+    const CTemporaryFolder folder;
+    Write(GetParam(), folder);
+    for (const CArguments& arguments : Commands()) {
+        SCOPED_TRACE(Text(arguments));
+        const CChildResult started = RunVhdx(arguments, Limits(folder));
+        ExpectContract(arguments, started, folder);
+        const CChildResult called = Call(arguments, folder);
+        (void)TookOutput(folder);
+        EXPECT_EQ(started.status, called.status);
+        EXPECT_TRUE(started.output == called.output);
+        EXPECT_EQ(started.errors, called.errors);
     }
 }
 
@@ -231,6 +251,14 @@ INSTANTIATE_TEST_SUITE_P(Metadata, HostileCommand, testing::ValuesIn(HostileMeta
                          NameOfDisk);
 INSTANTIATE_TEST_SUITE_P(BlockTable, HostileCommand, testing::ValuesIn(HostileBlockTables()),
                          NameOfDisk);
+
+/// One disk of each kind.
+std::vector<CHostileDisk> SomeOfAll() {
+    return {HostileHeaders().front(), HostileContainers().front(), HostileOpenings().front(),
+            HostileMetadataRegions().front(), HostileBlockTables().front()};
+}
+
+INSTANTIATE_TEST_SUITE_P(SomeOfAll, HostileProgram, testing::ValuesIn(SomeOfAll()), NameOfDisk);
 
 }  // namespace
 }  // namespace NTest

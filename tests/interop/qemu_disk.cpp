@@ -3,7 +3,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "tests/tool/child_process.h"
+#include "tests/support/child_process.h"
 
 namespace NTest {
 

@@ -3,25 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 #include <thread>
 
 #include <sys/stat.h>
 #include <nlohmann/json.hpp>
 
-#include "tests/host/chain_model.h"
-#include "tests/host/log_builder.h"
 #include "tests/nbdkit/server.h"
+#include "tests/support/chain_model.h"
+#include "tests/support/file_content.h"
+#include "tests/support/log_builder.h"
 #include "tests/tool/vhdx_command.h"
 
 namespace NTest {
 namespace {
-
-CBytes Content(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    const std::string text((std::istreambuf_iterator<char>(file)), {});
-    return CBytes(text.begin(), text.end());
-}
 
 CChainModel PlainDisk() {
     CChainModel chain;
@@ -52,9 +46,9 @@ protected:
         const CChildResult size = RunChild({"nbdinfo", "--size", server.Uri()});
         EXPECT_EQ(size.output, std::to_string(chain.Content().size()) + "\n") << size.errors;
         ExpectRuns({"nbdcopy", server.Uri(), Path("nbdcopy.raw")});
-        EXPECT_TRUE(Content(Path("nbdcopy.raw")) == chain.Content());
+        EXPECT_TRUE(FileBytes(Path("nbdcopy.raw")) == chain.Content());
         ExpectRuns({"qemu-img", "convert", "-O", "raw", server.Uri(), Path("qemu.raw")});
-        EXPECT_TRUE(Content(Path("qemu.raw")) == chain.Content());
+        EXPECT_TRUE(FileBytes(Path("qemu.raw")) == chain.Content());
     }
 
     CTemporaryFolder m_folder;
@@ -107,7 +101,7 @@ TEST_F(Serve, KeepsCopiesSparse) {
     ASSERT_EQ(stat(Path("copy.raw").c_str(), &copy), 0);
     EXPECT_EQ(static_cast<std::uint64_t>(copy.st_size), 64 * MiB);
     EXPECT_LE(static_cast<std::uint64_t>(copy.st_blocks) * 512, 2 * MiB);
-    EXPECT_TRUE(Content(Path("copy.raw")) == chain.Content());
+    EXPECT_TRUE(FileBytes(Path("copy.raw")) == chain.Content());
 }
 
 TEST_F(Serve, IsReadOnlyAndTakesSeveralConnections) {
@@ -131,7 +125,7 @@ TEST_F(Serve, AnswersManyClientsAtOnce) {
             const std::string copy = Path(std::to_string(client) + ".raw");
             (void)RunChild({"nbdcopy", "--connections=4", "--requests=16", "--request-size=4096",
                             server.Uri(), copy});
-            contents[client] = Content(copy);
+            contents[client] = FileBytes(copy);
         });
     }
     for (std::thread& client : clients) {
@@ -153,7 +147,7 @@ TEST_F(Serve, ReplaysTheLogInMemoryAndSaysSo) {
         .Log(logGuid, entry)
         .Build()
         .WriteTo(m_folder / "disk.vhdx");
-    const CBytes before = Content(Path("disk.vhdx"));
+    const CBytes before = FileBytes(Path("disk.vhdx"));
     testing::internal::CaptureStderr();
     {
         const CServer server({Path("disk.vhdx")});
@@ -161,8 +155,8 @@ TEST_F(Serve, ReplaysTheLogInMemoryAndSaysSo) {
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "nbdkit: vhdx: log: 1 entry replayed in memory, the file is not changed\n");
-    EXPECT_TRUE(Content(Path("copy.raw")) == Pattern(4, 0, MiB));
-    EXPECT_TRUE(Content(Path("disk.vhdx")) == before);
+    EXPECT_TRUE(FileBytes(Path("copy.raw")) == Pattern(4, 0, MiB));
+    EXPECT_TRUE(FileBytes(Path("disk.vhdx")) == before);
 }
 
 TEST_F(Serve, ShowsTheFileAsItStandsOnRequest) {
@@ -176,7 +170,7 @@ TEST_F(Serve, ShowsTheFileAsItStandsOnRequest) {
         .WriteTo(m_folder / "disk.vhdx");
     const CServer server({Path("disk.vhdx"), "--no-replay"});
     ExpectRuns({"nbdcopy", server.Uri(), Path("copy.raw")});
-    EXPECT_TRUE(Content(Path("copy.raw")) == CBytes(MiB));
+    EXPECT_TRUE(FileBytes(Path("copy.raw")) == CBytes(MiB));
 }
 
 TEST_F(Serve, LooksForParentsAtTheirOtherPathsOnRequest) {
@@ -293,7 +287,7 @@ TEST_F(Serve, LeavesWhatIsNoSocket) {
         EXPECT_EQ(result.errors,
                   "vhdx: " + Path(name) + ": this is there already and is no socket\n");
     }
-    EXPECT_EQ(Content(m_folder / "file").size(), 10U);
+    EXPECT_EQ(FileBytes(m_folder / "file").size(), 10U);
     EXPECT_TRUE(std::filesystem::is_symlink(m_folder / "link"));
     const std::string longName = Path(std::string(200, 'x'));
     EXPECT_EQ(RunChild(ServeCommand({Path("0.vhdx"), "--socket", longName})).errors,

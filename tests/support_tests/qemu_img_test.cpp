@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 
+#include "tests/support/file_content.h"
 #include "tests/support/image_builder.h"
 #include "tests/support/temporary_folder.h"
 
@@ -13,12 +12,6 @@ namespace {
 
 bool RunQemuImg(const std::string& arguments) {
     return std::system((VHDX_PARSER_QEMU_IMG " " + arguments).c_str()) == 0;
-}
-
-CBytes FileContent(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    const std::string content((std::istreambuf_iterator<char>(file)), {});
-    return CBytes(content.begin(), content.end());
 }
 
 /// Builds a disk, has it checked and converted, and compares every byte with the pattern.
@@ -33,7 +26,7 @@ void ExpectSameContent(CImageBuilder builder) {
     PutBytes(expected, static_cast<std::size_t>(3 * blockSize),
              Pattern(42, 3 * blockSize, blockSize));
     PutBytes(expected, static_cast<std::size_t>(blockSize), Pattern(43, blockSize, blockSize));
-    EXPECT_TRUE(FileContent(folder / "disk.raw") == expected);
+    EXPECT_TRUE(FileBytes(folder / "disk.raw") == expected);
 }
 
 TEST(QemuImg, ReadsADynamicDisk) {

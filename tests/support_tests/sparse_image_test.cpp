@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 
+#include "tests/support/file_content.h"
 #include "tests/support/temporary_folder.h"
 
 namespace NTest {
@@ -68,10 +68,7 @@ TEST(SparseImage, FileHasTheSameBytesAndLength) {
     image.Write(65535, CBytes{1, 2});
     image.Resize(200001);
     image.WriteTo(folder / "image");
-    std::ifstream file(folder / "image", std::ios::binary);
-    const std::string content((std::istreambuf_iterator<char>(file)), {});
-    const CBytes expected = image.Bytes(0, 200001);
-    EXPECT_EQ(CBytes(content.begin(), content.end()), expected);
+    EXPECT_EQ(FileBytes(folder / "image"), image.Bytes(0, 200001));
 }
 
 TEST(TemporaryFolder, IsGoneAtTheEnd) {

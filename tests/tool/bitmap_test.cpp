@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
+#include "tests/support/file_content.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/chain_disks.h"
 #include "tests/tool/vhdx_command.h"
@@ -40,9 +39,7 @@ std::string WholeBitmap(CBytes start) {
 
 TEST_F(Bitmap, IsWrittenAsItStandsInTheFile) {
     ASSERT_EQ(Run(ChainFirst(), {"--chunk", "0", "-o", "out.bin"}).status, 0);
-    std::ifstream file(m_folder / "out.bin", std::ios::binary);
-    const std::string written((std::istreambuf_iterator<char>(file)), {});
-    EXPECT_TRUE(written == WholeBitmap(BitmapOfBlock5(0, 2)));
+    EXPECT_TRUE(FileText(m_folder / "out.bin") == WholeBitmap(BitmapOfBlock5(0, 2)));
 }
 
 TEST_F(Bitmap, GoesToStandardOutputOnRequest) {

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "tests/host/log_builder.h"
+#include "tests/support/log_builder.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/chain_disks.h"
 #include "tests/tool/vhdx_command.h"

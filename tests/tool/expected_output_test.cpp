@@ -6,10 +6,10 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "tests/support/file_content.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/chain_disks.h"
 #include "tests/tool/test_disks.h"
@@ -29,11 +29,6 @@ std::ostream& operator<<(std::ostream& out, const CCase& expected) {
 
 std::filesystem::path ExpectedFile(const std::string& name) {
     return std::filesystem::path(VHDX_PARSER_EXPECTED_FOLDER) / (name + ".txt");
-}
-
-std::string Content(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(file)), {});
 }
 
 std::string Transcript(const CChildResult& result) {
@@ -71,7 +66,7 @@ TEST_P(ExpectedOutput, IsPrinted) {
         std::ofstream(ExpectedFile(GetParam().name), std::ios::binary) << transcript;
         FAIL() << "wrote " << GetParam().name;
     }
-    EXPECT_EQ(transcript, Content(ExpectedFile(GetParam().name)));
+    EXPECT_EQ(transcript, FileText(ExpectedFile(GetParam().name)));
 }
 
 using CArguments = std::vector<std::string>;

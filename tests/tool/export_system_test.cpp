@@ -7,11 +7,11 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "tests/host/chain_model.h"
+#include "tests/support/chain_model.h"
+#include "tests/support/file_content.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/vhdx_command.h"
 
@@ -19,11 +19,6 @@ namespace NTest {
 namespace {
 
 namespace fs = std::filesystem;
-
-CBytes Content(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return CBytes(std::istreambuf_iterator<char>(stream), {});
-}
 
 /// Long runs, which are copied file to file, short ones, which are not, and zeros.
 CChainModel TwoFiles() {
@@ -62,7 +57,7 @@ protected:
         EXPECT_EQ(result.status, 0);
         EXPECT_EQ(result.errors, "");
         // The comparison does not print both sides: they are megabytes.
-        EXPECT_TRUE(Content(raw) == m_chain.Content());
+        EXPECT_TRUE(FileBytes(raw) == m_chain.Content());
     }
 
     const CChainModel m_chain = TwoFiles();

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/file_content.h"
 #include "tests/tool/exported_chain.h"
 
 namespace NTest {
@@ -43,7 +44,7 @@ TEST_F(Export, GivesWhatTheGuestOfTheChainSees) {
     const CChainModel chain = ThreeFiles();
     chain.WriteTo(m_folder.Path());
     ExpectDone({"2.avhdx", "-o", "disk.raw"});
-    EXPECT_TRUE(Content(m_folder / "disk.raw") == chain.Content());
+    EXPECT_TRUE(FileBytes(m_folder / "disk.raw") == chain.Content());
     EXPECT_EQ(Files(), (std::vector<std::string>{"0.vhdx", "1.avhdx", "2.avhdx", "disk.raw"}));
 }
 
@@ -79,7 +80,7 @@ TEST_F(Export, GivesTheStateOfAnyCheckpointOfAFolder) {
     chain.AddDisk(CDiskShape()).Present(1, 3);
     chain.WriteTo(m_folder.Path());
     ExpectDone({".", "--disk", "1.avhdx", "-o", "disk.raw"});
-    EXPECT_TRUE(Content(m_folder / "disk.raw") == content);
+    EXPECT_TRUE(FileBytes(m_folder / "disk.raw") == content);
 }
 
 TEST_F(Export, GivesDisksOf4096ByteSectorsAndLargerBlocks) {
@@ -89,7 +90,7 @@ TEST_F(Export, GivesDisksOf4096ByteSectorsAndLargerBlocks) {
     chain.AddDisk(shape).Partial(0, 3, {0, 100, 101, 511}).Partial(2, 4, {5});
     chain.WriteTo(m_folder.Path());
     ExpectDone({"1.avhdx", "-o", "disk.raw", "--verify"});
-    EXPECT_TRUE(Content(m_folder / "disk.raw") == chain.Content());
+    EXPECT_TRUE(FileBytes(m_folder / "disk.raw") == chain.Content());
 }
 
 /// A disk of 1 TiB with data in one block of 32 MiB.
@@ -123,21 +124,21 @@ TEST_F(Export, NeverReplacesAFileUnlessAskedTo) {
     const CChildResult refused = Run({"2.avhdx", "-o", "disk.raw"});
     EXPECT_EQ(refused.status, 1);
     EXPECT_EQ(refused.errors, "vhdx: disk.raw: this file exists already (--force replaces it)\n");
-    EXPECT_EQ(Content(m_folder / "disk.raw").size(), 5U);
+    EXPECT_EQ(FileBytes(m_folder / "disk.raw").size(), 5U);
     ExpectDone({"2.avhdx", "-o", "disk.raw", "--force"});
-    EXPECT_TRUE(Content(m_folder / "disk.raw") == chain.Content());
+    EXPECT_TRUE(FileBytes(m_folder / "disk.raw") == chain.Content());
     EXPECT_EQ(Files().size(), 4U);
 }
 
 TEST_F(Export, NeverReplacesAFileOfTheChain) {
     ThreeFiles().WriteTo(m_folder.Path());
     for (const char* name : {"0.vhdx", "1.avhdx", "2.avhdx"}) {
-        const CBytes before = Content(m_folder / name);
+        const CBytes before = FileBytes(m_folder / name);
         const CChildResult result = Run({"2.avhdx", "-o", name, "--force"});
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.errors,
                   std::string("vhdx: ") + name + ": this is the disk file that is read\n");
-        EXPECT_TRUE(Content(m_folder / name) == before);
+        EXPECT_TRUE(FileBytes(m_folder / name) == before);
     }
 }
 

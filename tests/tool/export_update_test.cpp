@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <map>
 #include <string>
 #include <vector>
 
-#include "tests/host/chain_model.h"
-#include "tests/host/random_chain.h"
+#include "tests/support/chain_model.h"
+#include "tests/support/file_content.h"
+#include "tests/support/random_chain.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/vhdx_command.h"
 
@@ -23,11 +23,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using CRanges = std::map<std::uint64_t, std::uint64_t>;
-
-CBytes Content(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return CBytes(std::istreambuf_iterator<char>(stream), {});
-}
 
 void Write(const fs::path& file, const CBytes& bytes) {
     std::ofstream(file, std::ios::binary)
@@ -74,11 +69,11 @@ protected:
     }
 
     void ExpectRefused(const std::string& disk, const std::string& reason) const {
-        const CBytes before = Content(m_folder / "old.raw");
+        const CBytes before = FileBytes(m_folder / "old.raw");
         const CChildResult result = Run(disk);
         EXPECT_EQ(result.status, 1);
         EXPECT_EQ(result.errors, "vhdx: " + reason + "\n");
-        EXPECT_TRUE(Content(m_folder / "old.raw") == before);
+        EXPECT_TRUE(FileBytes(m_folder / "old.raw") == before);
     }
 
     CTemporaryFolder m_folder;
@@ -92,7 +87,7 @@ TEST_F(ExportUpdate, BringsTheExportOfTheParentToTheStateOfTheChild) {
     ASSERT_EQ(RunVhdxIn(m_folder.Path(), {"export", "0.vhdx", "-o", "old.raw"}).status, 0);
     WriteRanges({{MiB, 512}, {MiB + 9 * 512, 1024}, {2 * MiB - 512, MiB + 512}, {4 * MiB, MiB}});
     ExpectDone("1.avhdx", {"--verify"});
-    EXPECT_TRUE(Content(m_folder / "old.raw") == chain.Content());
+    EXPECT_TRUE(FileBytes(m_folder / "old.raw") == chain.Content());
 }
 
 TEST_F(ExportUpdate, WritesTheRangesAndNothingElse) {
@@ -108,7 +103,7 @@ TEST_F(ExportUpdate, WritesTheRangesAndNothingElse) {
                     expected.begin() + static_cast<std::ptrdiff_t>(offset));
     }
     ExpectDone("1.avhdx", {"--verify"});
-    EXPECT_TRUE(Content(m_folder / "old.raw") == expected);
+    EXPECT_TRUE(FileBytes(m_folder / "old.raw") == expected);
 }
 
 TEST_F(ExportUpdate, OfNoRangesChangesNothing) {
@@ -117,7 +112,7 @@ TEST_F(ExportUpdate, OfNoRangesChangesNothing) {
     Write(m_folder / "old.raw", older);
     WriteRanges({});
     ExpectDone("1.avhdx");
-    EXPECT_TRUE(Content(m_folder / "old.raw") == older);
+    EXPECT_TRUE(FileBytes(m_folder / "old.raw") == older);
 }
 
 TEST_F(ExportUpdate, GivesTheSpaceOfNewZerosBack) {
@@ -141,7 +136,7 @@ TEST_F(ExportUpdate, ExtendsTheImageOfADiskThatHasGrown) {
         Write(m_folder / "old.raw", older);
         WriteRanges(ranges);
         ExpectDone("1.avhdx", {"--verify"});
-        EXPECT_TRUE(Content(m_folder / "old.raw") == chain.Content());
+        EXPECT_TRUE(FileBytes(m_folder / "old.raw") == chain.Content());
     }
     EXPECT_LE(SpaceOf(m_folder / "old.raw"), 4 * MiB + 65536);
 }
@@ -176,9 +171,9 @@ TEST_F(ExportUpdate, RefusesWhatIsNoImage) {
                          {"export", "1.avhdx", "--update", image, "--ranges", "ranges"})
             .errors;
     };
-    const CBytes before = Content(m_folder / "0.vhdx");
+    const CBytes before = FileBytes(m_folder / "0.vhdx");
     EXPECT_EQ(errors("0.vhdx"), "vhdx: 0.vhdx: this is the disk file that is read\n");
-    EXPECT_TRUE(Content(m_folder / "0.vhdx") == before);
+    EXPECT_TRUE(FileBytes(m_folder / "0.vhdx") == before);
     EXPECT_EQ(errors("none.raw"), "vhdx: none.raw: cannot be opened: No such file or directory\n");
     EXPECT_FALSE(fs::exists(m_folder / "none.raw"));
     EXPECT_EQ(errors("."), "vhdx: .: cannot be opened: Is a directory\n");
@@ -221,9 +216,9 @@ TEST_F(ExportUpdate, ThatFailedSaysSoAndCanBeRunAgain) {
     EXPECT_EQ(result.errors,
               "vhdx: old.raw: cannot be written: File too large (the image may be updated in part; "
               "run the update again)\n");
-    EXPECT_FALSE(Content(m_folder / "old.raw") == chain.Content());
+    EXPECT_FALSE(FileBytes(m_folder / "old.raw") == chain.Content());
     ExpectDone("1.avhdx");
-    EXPECT_TRUE(Content(m_folder / "old.raw") == chain.Content());
+    EXPECT_TRUE(FileBytes(m_folder / "old.raw") == chain.Content());
 }
 
 /// Held where it writes to a pipe that is full and that nobody reads, then interrupted.
@@ -240,9 +235,9 @@ TEST_F(ExportUpdate, ThatWasInterruptedCanBeRunAgain) {
     const CChildResult result =
         RunChild({"bash", "-c", script, VHDX_PARSER_VHDX_COMMAND, m_folder.Narrow()});
     EXPECT_EQ(result.output, "130\n0.vhdx\n1.avhdx\nhold\nold.raw\nranges\n") << result.errors;
-    EXPECT_FALSE(Content(m_folder / "old.raw") == chain.Content());
+    EXPECT_FALSE(FileBytes(m_folder / "old.raw") == chain.Content());
     ExpectDone("1.avhdx");
-    EXPECT_TRUE(Content(m_folder / "old.raw") == chain.Content());
+    EXPECT_TRUE(FileBytes(m_folder / "old.raw") == chain.Content());
 }
 
 /// Any chain, an older image of any bytes and length, any ranges; the test's name shows the seed.
@@ -282,7 +277,7 @@ TEST_P(RandomExportUpdate, IsTheModelInsideTheRangesAndTheOlderImageOutside) {
                     expected.begin() + static_cast<std::ptrdiff_t>(offset));
     }
     ExpectDone(CChainModel::Name(chain.Count() - 1), {"--verify"});
-    EXPECT_TRUE(Content(m_folder / "old.raw") == expected);
+    EXPECT_TRUE(FileBytes(m_folder / "old.raw") == expected);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomExportUpdate, testing::Range(0u, 30u));

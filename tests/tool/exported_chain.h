@@ -12,16 +12,11 @@
 #include <string>
 #include <vector>
 
-#include "tests/host/chain_model.h"
+#include "tests/support/chain_model.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/vhdx_command.h"
 
 namespace NTest {
-
-inline CBytes Content(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return CBytes(std::istreambuf_iterator<char>(stream), {});
-}
 
 /// Three files: blocks of each, sectors of the middle one, zeros over data, a grown disk that ends
 /// inside a block.

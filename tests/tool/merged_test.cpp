@@ -5,12 +5,12 @@
 #include <nlohmann/json.hpp>
 
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "tests/host/chain_model.h"
-#include "tests/host/random_chain.h"
+#include "tests/support/chain_model.h"
+#include "tests/support/file_content.h"
+#include "tests/support/random_chain.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/vhdx_command.h"
 
@@ -234,8 +234,7 @@ protected:
 
     /// Sector by sector what the disk's own file was made to hold, from its place in the file.
     std::string ContentOfFile(std::size_t disk) const {
-        std::ifstream stream(m_folder / CChainModel::Name(disk), std::ios::binary);
-        const std::string file(std::istreambuf_iterator<char>(stream), {});
+        const std::string file = FileText(m_folder / CChainModel::Name(disk));
         const std::uint64_t sectorSize = m_chain.ShapeOf(disk).sectorSize;
         std::string content(m_chain.ShapeOf(disk).size, '\0');
         for (std::uint64_t at = 0; at < content.size(); at += sectorSize) {

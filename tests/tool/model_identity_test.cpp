@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/host/log_builder.h"
+#include "tests/support/log_builder.h"
 #include "tests/tool/saved_model.h"
 #include "tests/tool/test_disks.h"
 

@@ -6,10 +6,10 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "tests/support/file_content.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/test_disks.h"
 #include "tests/tool/vhdx_command.h"
@@ -29,10 +29,7 @@ protected:
                                            length, "-o", output});
     }
 
-    std::string Content(const std::string& name) const {
-        std::ifstream file(m_folder / name, std::ios::binary);
-        return std::string((std::istreambuf_iterator<char>(file)), {});
-    }
+    std::string Content(const std::string& name) const { return FileText(m_folder / name); }
 
     /// The names in the folder besides the disk's.
     std::vector<std::string> Names() const {

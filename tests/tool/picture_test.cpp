@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "tests/host/chain_model.h"
+#include "tests/support/chain_model.h"
+#include "tests/support/file_content.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/vhdx_command.h"
 
@@ -20,8 +19,7 @@ std::string Draw(const CTemporaryFolder& folder, const std::string& disk, bool m
     const CChildResult result = RunVhdxIn(folder.Path(), arguments);
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_EQ(result.output, "");
-    std::ifstream stream(folder / "out.svg", std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(stream), {});
+    return FileText(folder / "out.svg");
 }
 
 std::size_t Count(const std::string& text, const std::string& part) {

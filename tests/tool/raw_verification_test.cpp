@@ -5,7 +5,7 @@
 #include <fstream>
 #include <string>
 
-#include "tests/host/chain_model.h"
+#include "tests/support/chain_model.h"
 #include "tests/support/temporary_folder.h"
 #include "tools/vhdx/failure.h"
 

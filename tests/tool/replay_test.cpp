@@ -2,22 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "tests/host/log_builder.h"
+#include "tests/support/file_content.h"
+#include "tests/support/log_builder.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/vhdx_command.h"
 
 namespace NTest {
 namespace {
-
-CBytes Content(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return CBytes(std::istreambuf_iterator<char>(stream), {});
-}
 
 /// 4 MiB, data in block 1; the log writes a page into it.
 CImageBuilder DirtyDisk(bool spoilt = false) {
@@ -57,12 +51,12 @@ protected:
 
 TEST_F(Replay, HappensInMemoryAndIsSaid) {
     DirtyDisk().Build().WriteTo(m_folder / "disk.vhdx");
-    const CBytes before = Content(m_folder / "disk.vhdx");
+    const CBytes before = FileBytes(m_folder / "disk.vhdx");
     const CChildResult result = Run(m_read);
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.errors, note);
     EXPECT_TRUE(result.output == Block(true));
-    EXPECT_TRUE(Content(m_folder / "disk.vhdx") == before);
+    EXPECT_TRUE(FileBytes(m_folder / "disk.vhdx") == before);
 }
 
 TEST_F(Replay, CanBeLeftOut) {
@@ -103,8 +97,8 @@ TEST_F(Replay, ReachesTheExport) {
     DirtyDisk().Build().WriteTo(m_folder / "disk.vhdx");
     EXPECT_EQ(Run({"export", "disk.vhdx", "-o", "new.raw", "--verify"}).status, 0);
     EXPECT_EQ(Run({"export", "disk.vhdx", "-o", "old.raw", "--no-replay"}).status, 0);
-    const CBytes replayed = Content(m_folder / "new.raw");
-    const CBytes standing = Content(m_folder / "old.raw");
+    const CBytes replayed = FileBytes(m_folder / "new.raw");
+    const CBytes standing = FileBytes(m_folder / "old.raw");
     ASSERT_EQ(replayed.size(), 4 * MiB);
     ASSERT_EQ(standing.size(), 4 * MiB);
     const auto block = [](const CBytes& raw) {

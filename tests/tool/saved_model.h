@@ -8,10 +8,10 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
+#include "tests/support/file_content.h"
 #include "tests/support/image_builder.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/vhdx_command.h"
@@ -46,10 +46,7 @@ protected:
         std::filesystem::last_write_time(file, std::chrono::floor<std::chrono::seconds>(time));
     }
 
-    std::string Content(const std::string& name) const {
-        std::ifstream file(m_folder / name, std::ios::binary);
-        return std::string((std::istreambuf_iterator<char>(file)), {});
-    }
+    std::string Content(const std::string& name) const { return FileText(m_folder / name); }
 
     void Write(const std::string& name, const std::string& text) const {
         std::ofstream(m_folder / name, std::ios::binary) << text;

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/tool/child_process.h"
+#include "tests/support/child_process.h"
 
 namespace NTest {
 

@@ -1,4 +1,4 @@
-#include "tests/tool/child_process.h"
+#include "tests/support/child_process.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -13,6 +13,8 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace NTest {
@@ -79,8 +81,8 @@ bool LosePrivileges(bool wanted) {
     return true;
 }
 
-[[noreturn]] void BecomeProgram(char* const* arguments, const CChildOptions& options, CPipe& output,
-                                CPipe& errors) {
+/// Makes the child's surroundings what the options want; false when that cannot be done.
+bool Settle(const CChildOptions& options, CPipe& output, CPipe& errors) {
     signal(SIGPIPE, SIG_DFL);
     const bool toFile = !options.outputFile.empty();
     const int target =
@@ -93,10 +95,7 @@ bool LosePrivileges(bool wanted) {
     output.CloseWriter();
     errors.CloseReader();
     errors.CloseWriter();
-    if (ready) {
-        execvp(arguments[0], arguments);
-    }
-    _exit(127);
+    return ready;
 }
 
 /// Appends what is there to read; false at the end.
@@ -131,12 +130,10 @@ bool Collect(int output, int errors, CClock::time_point end, CChildResult& resul
     return true;
 }
 
-}  // namespace
-
-CChildResult RunChild(const std::vector<std::string>& command, const CChildOptions& options) {
+/// `become` is what the child does; it does not return.
+CChildResult RunInChild(const std::function<void()>& become, const CChildOptions& options) {
     CPipe output;
     CPipe errors;
-    const std::vector<char*> arguments = Arguments(command);
     if (options.closeOutput) {
         output.CloseReader();
     }
@@ -145,7 +142,10 @@ CChildResult RunChild(const std::vector<std::string>& command, const CChildOptio
         throw std::runtime_error("no child process");
     }
     if (child == 0) {
-        BecomeProgram(arguments.data(), options, output, errors);
+        if (Settle(options, output, errors)) {
+            become();
+        }
+        _exit(127);
     }
     output.CloseWriter();
     errors.CloseWriter();
@@ -162,6 +162,20 @@ CChildResult RunChild(const std::vector<std::string>& command, const CChildOptio
     }
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return result;
+}
+
+}  // namespace
+
+CChildResult RunChild(const std::vector<std::string>& command, const CChildOptions& options) {
+    const std::vector<char*> arguments = Arguments(command);
+    return RunInChild([&arguments] { execvp(arguments[0], arguments.data()); }, options);
+}
+
+CChildResult RunForked(const std::function<int()>& work, const CChildOptions& options) {
+    // What is still to be written would be written by both.
+    (void)std::fflush(nullptr);
+    // As a program ends, so that a sanitizer looks for what was not freed.
+    return RunInChild([&work] { std::exit(work()); }, options);
 }
 
 }  // namespace NTest

@@ -1,5 +1,5 @@
-#ifndef VHDX_PARSER_TESTS_HOST_LOG_BUILDER_H
-#define VHDX_PARSER_TESTS_HOST_LOG_BUILDER_H
+#ifndef VHDX_PARSER_TESTS_SUPPORT_LOG_BUILDER_H
+#define VHDX_PARSER_TESTS_SUPPORT_LOG_BUILDER_H
 
 /// Log entries with their descriptors and data sectors, laid out by hand.
 

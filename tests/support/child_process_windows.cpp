@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "tests/tool/child_process.h"
+#include "tests/support/child_process.h"
 
 namespace NTest {
 

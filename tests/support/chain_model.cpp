@@ -1,4 +1,4 @@
-#include "tests/host/chain_model.h"
+#include "tests/support/chain_model.h"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
-#ifndef VHDX_PARSER_TESTS_HOST_RANDOM_CHAIN_H
-#define VHDX_PARSER_TESTS_HOST_RANDOM_CHAIN_H
+#ifndef VHDX_PARSER_TESTS_SUPPORT_RANDOM_CHAIN_H
+#define VHDX_PARSER_TESTS_SUPPORT_RANDOM_CHAIN_H
 
 #include <cstdint>
 #include <random>
 
-#include "tests/host/chain_model.h"
+#include "tests/support/chain_model.h"
 
 namespace NTest {
 

@@ -1,4 +1,4 @@
-#include "tests/host/random_chain.h"
+#include "tests/support/random_chain.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "tests/host/log_builder.h"
+#include "tests/support/log_builder.h"
 
 namespace NTest {
 

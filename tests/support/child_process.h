@@ -1,11 +1,12 @@
-#ifndef VHDX_PARSER_TESTS_TOOL_CHILD_PROCESS_H
-#define VHDX_PARSER_TESTS_TOOL_CHILD_PROCESS_H
+#ifndef VHDX_PARSER_TESTS_SUPPORT_CHILD_PROCESS_H
+#define VHDX_PARSER_TESTS_SUPPORT_CHILD_PROCESS_H
 
-/// Runs a program and collects what it says.
+/// Runs a program, or a part of this one in a process of its own, and collects what it says.
 
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,10 @@ struct CChildOptions {
 /// Runs `command` (the program, looked for in PATH, and its arguments) to its end, or ends it when
 /// it takes too long. A program that cannot be started has status 127.
 CChildResult RunChild(const std::vector<std::string>& command, const CChildOptions& options = {});
+
+/// Runs the work in a copy of this process to its end, or ends it when it takes too long. The status
+/// is what the work returns. What it does with permissions is what this process may. Not on Windows.
+CChildResult RunForked(const std::function<int()>& work, const CChildOptions& options = {});
 
 }  // namespace NTest
 

@@ -1,5 +1,5 @@
-#ifndef VHDX_PARSER_TESTS_HOST_CHAIN_MODEL_H
-#define VHDX_PARSER_TESTS_HOST_CHAIN_MODEL_H
+#ifndef VHDX_PARSER_TESTS_SUPPORT_CHAIN_MODEL_H
+#define VHDX_PARSER_TESTS_SUPPORT_CHAIN_MODEL_H
 
 /// A chain of disks and, beside it, the plain bytes that its guest would see. Every step changes
 /// both, the bytes straight from what the step means, so that they owe nothing to any reader.

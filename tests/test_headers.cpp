@@ -1,0 +1,2 @@
+// Only what is compiled before it is wanted.
+int main() {}
