@@ -39,6 +39,21 @@ if(VHDX_PARSER_SANITIZE)
   add_compile_options(-fsanitize=${VHDX_PARSER_SANITIZE} -fno-sanitize-recover=all
                       -fno-omit-frame-pointer -g1)
   add_link_options(-fsanitize=${VHDX_PARSER_SANITIZE})
+  # What the program of somebody else loads needs the sanitizer as a library, which Clang links only on
+  # demand. Its fuzzers need it as it is.
+  if(VHDX_PARSER_SANITIZE MATCHES address AND NOT VHDX_PARSER_BUILD_FUZZ)
+    set(sanitizer_library libasan.so)
+    if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+      set(sanitizer_library libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so)
+    endif()
+    execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=${sanitizer_library}
+      OUTPUT_VARIABLE VHDX_PARSER_SANITIZER_LIBRARY OUTPUT_STRIP_TRAILING_WHITESPACE
+      COMMAND_ERROR_IS_FATAL ANY)
+    if(CMAKE_CXX_COMPILER_ID MATCHES Clang)
+      get_filename_component(sanitizer_folder "${VHDX_PARSER_SANITIZER_LIBRARY}" DIRECTORY)
+      add_link_options(-shared-libasan "-Wl,-rpath,${sanitizer_folder}")
+    endif()
+  endif()
 endif()
 if(VHDX_PARSER_COVERAGE)
   add_compile_options(--coverage -O0 -g)

@@ -55,7 +55,7 @@ TEST(DiskCheckMetadata, FindsAnUnknownItemOnlyWhereItIsRequired) {
 
 TEST(DiskCheckMetadata, FindsReservedFieldsOfTheTable) {
     constexpr auto text = ": a reserved field of the metadata table's header is not 0";
-    for (const std::uint64_t byte : {8, 9, 12, 31}) {
+    for (const std::uint64_t byte : {8U, 9U, 12U, 31U}) {
         EXPECT_THAT(
             Sentences(CImageBuilder().Bytes(2 * MiB + byte, CBytes{1})),
             ElementsAre("metadata-reserved at offset " + std::to_string(2 * MiB + byte) + text));

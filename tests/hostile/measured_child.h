@@ -20,19 +20,6 @@ struct CMeasuredRun {
 /// On Windows it runs in the test program itself.
 CMeasuredRun RunMeasured(const std::function<std::string()>& work);
 
-/// Sanitizers keep shadow memory and freed blocks: figures taken under them say nothing.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-inline constexpr bool figuresCount = false;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-inline constexpr bool figuresCount = false;
-#else
-inline constexpr bool figuresCount = true;
-#endif
-#else
-inline constexpr bool figuresCount = true;
-#endif
-
 }  // namespace NTest
 
 #endif

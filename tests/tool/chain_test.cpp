@@ -50,9 +50,9 @@ TEST_F(Chain, IsTheBaseWithItsSnapshotsNewestFirst) {
     EXPECT_EQ(result.status, 0) << result.errors;
     const auto path = [this](const char* name) { return (m_folder / name).generic_string(); };
     EXPECT_EQ(CJson::parse(result.output)["chains"],
-              CJson({{{"base", path("another.vhdx")}, {"snapshots", CJson::array()}},
-                     {{"base", path("disk.vhdx")},
-                      {"snapshots", {path("second.avhdx"), path("first.avhdx")}}}}));
+              CJson::array({{{"base", path("another.vhdx")}, {"snapshots", CJson::array()}},
+                            {{"base", path("disk.vhdx")},
+                             {"snapshots", {path("second.avhdx"), path("first.avhdx")}}}}));
 }
 
 TEST_F(Chain, OfDisksNamesTheParentOfEach) {
@@ -66,8 +66,8 @@ TEST_F(Chain, OfDisksNamesTheParentOfEach) {
     };
     const CJson json = Json();
     EXPECT_EQ(json["disks"],
-              CJson({disk("./disk.vhdx", nullptr), disk("./first.avhdx", "./disk.vhdx"),
-                     disk("./second.avhdx", "./first.avhdx")}));
+              CJson::array({disk("./disk.vhdx", nullptr), disk("./first.avhdx", "./disk.vhdx"),
+                            disk("./second.avhdx", "./first.avhdx")}));
     EXPECT_EQ(json["library"], CJson({{"links", true}, {"reasons", CJson::array()}}));
 }
 
@@ -103,13 +103,14 @@ TEST_F(Chain, OfSeveralChildrenIsATreeWithNothingWrong) {
     const CJson json = Json();
     EXPECT_EQ(
         json["disks"][0]["findings"],
-        CJson({{{"kind", "several_children"},
-                {"text", "\"disk.vhdx\" is the parent of \"first.avhdx\" and \"other.avhdx\""}}}));
+        CJson::array(
+            {{{"kind", "several_children"},
+              {"text", "\"disk.vhdx\" is the parent of \"first.avhdx\" and \"other.avhdx\""}}}));
     EXPECT_EQ(json["disks"][2]["file"], "./other.avhdx");
     EXPECT_EQ(json["disks"][2]["parent"], "./disk.vhdx");
     EXPECT_EQ(json["disks"][2]["findings"], CJson::array());
     EXPECT_EQ(json["chains"], CJson::array());
-    EXPECT_EQ(json["library"], CJson({{"links", false}, {"reasons", {reason}}}));
+    EXPECT_EQ(json["library"], CJson({{"links", false}, {"reasons", CJson::array({reason})}}));
 }
 
 TEST_F(Chain, BesideOneThatCannotBeLinkedIsTold) {
@@ -119,7 +120,8 @@ TEST_F(Chain, BesideOneThatCannotBeLinkedIsTold) {
     EXPECT_NE(Run({"."}).output.find(
                   "chain of a.vhdx, 1 disk: the library could link it in a folder of its own\n"),
               std::string::npos);
-    EXPECT_EQ(Json()["chains"], CJson({{{"base", "./a.vhdx"}, {"snapshots", CJson::array()}}}));
+    EXPECT_EQ(Json()["chains"],
+              CJson::array({{{"base", "./a.vhdx"}, {"snapshots", CJson::array()}}}));
 }
 
 TEST_F(Chain, ThatGoesInACircleIsDrawnOnce) {
@@ -139,7 +141,7 @@ TEST_F(Chain, ThatGoesInACircleIsDrawnOnce) {
         1, wrong);
     const CJson json = Json(1, wrong);
     for (const CJson& disk : json["disks"]) {
-        EXPECT_EQ(disk["findings"], CJson({{{"kind", "circle"}, {"text", circle}}}));
+        EXPECT_EQ(disk["findings"], CJson::array({{{"kind", "circle"}, {"text", circle}}}));
     }
     EXPECT_EQ(json["chains"], CJson::array());
 }
@@ -163,7 +165,7 @@ TEST_F(Chain, WithoutItsParentIsWrong) {
     const CJson disk = Json(1, wrong)["disks"][0];
     EXPECT_EQ(disk["parent"], nullptr);
     EXPECT_EQ(disk["problem"], nullptr);
-    EXPECT_EQ(disk["findings"], CJson({{{"kind", "parent_missing"}, {"text", missing}}}));
+    EXPECT_EQ(disk["findings"], CJson::array({{{"kind", "parent_missing"}, {"text", missing}}}));
 }
 
 TEST_F(Chain, WithAParentThatChangedIsWrong) {
@@ -253,12 +255,12 @@ TEST_F(Chain, FollowsNamesBeyondAscii) {
     }
     const CJson json = Json();
     ASSERT_EQ(json["chains"].size(), 3U);
-    EXPECT_EQ(json["chains"][0],
-              CJson({{"base", "./gr\u00F6\u00DFe.vhdx"}, {"snapshots", {"./1.avhdx"}}}));
+    EXPECT_EQ(json["chains"][0], CJson({{"base", "./gr\u00F6\u00DFe.vhdx"},
+                                        {"snapshots", CJson::array({"./1.avhdx"})}}));
     EXPECT_EQ(json["chains"][1],
-              CJson({{"base", "./\u65E5\u672C.vhdx"}, {"snapshots", {"./2.avhdx"}}}));
+              CJson({{"base", "./\u65E5\u672C.vhdx"}, {"snapshots", CJson::array({"./2.avhdx"})}}));
     EXPECT_EQ(json["chains"][2],
-              CJson({{"base", "./\U0001F4BE.vhdx"}, {"snapshots", {"./3.avhdx"}}}));
+              CJson({{"base", "./\U0001F4BE.vhdx"}, {"snapshots", CJson::array({"./3.avhdx"})}}));
     EXPECT_EQ(Run({"."}).status, 0);
 }
 

@@ -43,20 +43,21 @@ TEST_F(Changes, AreNoneForNoRanges) {
 
 TEST_F(Changes, EndWithTheBitmapOfTheirChunk) {
     const CImageBuilder disk = ChainFirst();
-    EXPECT_EQ(Items(disk, "0,512\n1M,4K\n"), CJson({Payload(0, 0, 512),
-                                                    Payload(1, MiB, 4096),
-                                                    {{"type", "sector_bitmap"},
-                                                     {"index", 0},
-                                                     {"offset", disk.BitmapPosition(0)},
-                                                     {"length", MiB}}}));
+    EXPECT_EQ(Items(disk, "0,512\n1M,4K\n"), CJson::array({Payload(0, 0, 512),
+                                                           Payload(1, MiB, 4096),
+                                                           {{"type", "sector_bitmap"},
+                                                            {"index", 0},
+                                                            {"offset", disk.BitmapPosition(0)},
+                                                            {"length", MiB}}}));
 }
 
 TEST_F(Changes, HaveNoBitmapsForADiskWithoutParent) {
-    EXPECT_EQ(Items(ChainBase(), "0,512"), CJson({Payload(0, 0, 512)}));
+    EXPECT_EQ(Items(ChainBase(), "0,512"), CJson::array({Payload(0, 0, 512)}));
 }
 
 TEST_F(Changes, AreWidenedOnceAndThenCutBackInTheBlockOfTheLastData) {
-    EXPECT_EQ(Items(ChainBase(), "4M,1280K\n5504K,128K\n"), CJson({Payload(0, 4 * MiB, 2 * MiB)}));
+    EXPECT_EQ(Items(ChainBase(), "4M,1280K\n5504K,128K\n"),
+              CJson::array({Payload(0, 4 * MiB, 2 * MiB)}));
 }
 
 #if !defined(_WIN32)
@@ -68,7 +69,7 @@ TEST_F(Changes, AreReadFromStandardInput) {
     CChildOptions options;
     options.folder = m_folder.Path();
     const CChildResult result = RunChild({"sh", "-c", command}, options);
-    EXPECT_EQ(CJson::parse(result.output), CJson({Payload(0, 512, 1024)}));
+    EXPECT_EQ(CJson::parse(result.output), CJson::array({Payload(0, 512, 1024)}));
 }
 #endif
 
@@ -105,7 +106,7 @@ TEST_F(Changes, AreRefusedPastTheEndOfTheDisk) {
 
 TEST_F(Changes, AreCutToTheDiskOnRequest) {
     EXPECT_EQ(Items(ChainBase(), "0,512\n7M,9M\n1T,512\n", "--clip"),
-              CJson({Payload(0, 0, 512), Payload(1, 7 * MiB, MiB)}));
+              CJson::array({Payload(0, 0, 512), Payload(1, 7 * MiB, MiB)}));
     EXPECT_EQ(Items(ChainBase(), "8M,512\n9M,0\n", "--clip"), CJson::array());
     EXPECT_EQ(Items(ChainFirst(), "0,512\n1M,4K\n", "--clip"),
               Items(ChainFirst(), "0,512\n1M,4K\n"));

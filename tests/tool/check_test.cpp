@@ -9,6 +9,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tests/support/sanitizers.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/tool/chain_disks.h"
 #include "tests/tool/test_disks.h"
@@ -204,11 +205,7 @@ TEST_F(Check, ChecksADiskOf64TebibytesWithBlocksOf1Mebibyte) {
         .PayloadBlock(64 * MiB - 1, 6, 3)
         .Build()
         .WriteTo(m_folder / "disk.vhdx");
-#if defined(__SANITIZE_ADDRESS__)
-    const std::string limit;  // the sanitizer's shadow takes terabytes of addresses
-#else
-    const std::string limit = "ulimit -v 262144 && ";
-#endif
+    const std::string limit = hasShadowMemory ? "" : "ulimit -v 262144 && ";
     const CChildResult result =
         RunChild({"sh", "-c", limit + "exec \"$0\" check \"$1\"", VHDX_PARSER_VHDX_COMMAND,
                   (m_folder / "disk.vhdx").string()});

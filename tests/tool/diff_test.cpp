@@ -60,11 +60,12 @@ protected:
 };
 
 TEST_F(Diff, ListsTheNewestHolderOfEachRunOfTheDisk) {
-    EXPECT_EQ(Changes({"."}),
-              CJson({Data(MiB, MiB, "first.avhdx", m_first.BlockPosition(1)),
-                     Data(5 * MiB, 4096, "first.avhdx", m_first.BlockPosition(5)),
-                     Data(5 * MiB + 4096, 8192, "second.avhdx", m_second.BlockPosition(5) + 4096),
-                     Data(6 * MiB, MiB, "second.avhdx", m_second.BlockPosition(6))}));
+    EXPECT_EQ(
+        Changes({"."}),
+        CJson::array({Data(MiB, MiB, "first.avhdx", m_first.BlockPosition(1)),
+                      Data(5 * MiB, 4096, "first.avhdx", m_first.BlockPosition(5)),
+                      Data(5 * MiB + 4096, 8192, "second.avhdx", m_second.BlockPosition(5) + 4096),
+                      Data(6 * MiB, MiB, "second.avhdx", m_second.BlockPosition(6))}));
 }
 
 TEST_F(Diff, ReadsBitmapsLeastSignificantBitFirst) {
@@ -72,15 +73,15 @@ TEST_F(Diff, ReadsBitmapsLeastSignificantBitFirst) {
     newest.AllocateSectorBitmap(0, CBytes{0x06}).AllocatePartialData(0, 33);
     Add("second.avhdx", newest);
     EXPECT_EQ(Changes({".", "--length", "1M"}),
-              CJson({Data(512, 1024, "second.avhdx", newest.BlockPosition(0) + 512)}));
+              CJson::array({Data(512, 1024, "second.avhdx", newest.BlockPosition(0) + 512)}));
 }
 
 TEST_F(Diff, ListsZerosThatHideTheBase) {
     CImageBuilder newest = ChildDisk('2', '1', u"first.avhdx");
     newest.PayloadBlock(0, 2, 0).PayloadBlock(1, 3, 0).PayloadBlock(5, 1, 0);
     Add("second.avhdx", newest);
-    EXPECT_EQ(Changes({"."}),
-              CJson({Zeros(0, 2 * MiB, "second.avhdx"), Zeros(5 * MiB, MiB, "second.avhdx")}));
+    EXPECT_EQ(Changes({"."}), CJson::array({Zeros(0, 2 * MiB, "second.avhdx"),
+                                            Zeros(5 * MiB, MiB, "second.avhdx")}));
     EXPECT_EQ(Run({".", "--offset", "5M"}).output,
               "            start             length              kind          file offset  file\n"
               "          5242880            1048576       1 MiB  zeros                   -  "
@@ -101,15 +102,16 @@ TEST_F(Diff, KnowsWhatAPendingLogHolds) {
     const std::string note =
         "vhdx: second.avhdx: log: 1 entry replayed in memory, the file is not changed\n";
     EXPECT_EQ(Changes({".", "--length", "5M"}, note),
-              CJson({Data(MiB, MiB, "second.avhdx", newest.BlockPosition(3))}));
+              CJson::array({Data(MiB, MiB, "second.avhdx", newest.BlockPosition(3))}));
     EXPECT_EQ(Changes({".", "--length", "5M", "--no-replay"}),
-              CJson({Data(MiB, MiB, "first.avhdx", m_first.BlockPosition(1)),
-                     Data(3 * MiB, MiB, "second.avhdx", newest.BlockPosition(3))}));
+              CJson::array({Data(MiB, MiB, "first.avhdx", m_first.BlockPosition(1)),
+                            Data(3 * MiB, MiB, "second.avhdx", newest.BlockPosition(3))}));
 }
 
 TEST_F(Diff, IsOfARangeOfTheVirtualDisk) {
-    EXPECT_EQ(Changes({".", "--offset", "1049K", "--length", "1000"}),
-              CJson({Data(1049 * KiB, 1000, "first.avhdx", m_first.BlockPosition(1) + 25 * KiB)}));
+    EXPECT_EQ(
+        Changes({".", "--offset", "1049K", "--length", "1000"}),
+        CJson::array({Data(1049 * KiB, 1000, "first.avhdx", m_first.BlockPosition(1) + 25 * KiB)}));
     EXPECT_EQ(Changes({".", "--offset", "7M"}), CJson::array());
     EXPECT_EQ(Changes({".", "--offset", "8M"}), CJson::array());
     EXPECT_EQ(Changes({".", "--length", "1M"}), CJson::array());
@@ -121,14 +123,14 @@ TEST_F(Diff, IsOfARangeOfTheVirtualDisk) {
 
 TEST_F(Diff, IsOfTheChainBelowAFile) {
     EXPECT_EQ(Changes({"second.avhdx", "--length", "2M"}),
-              CJson({Data(MiB, MiB, "first.avhdx", m_first.BlockPosition(1))}));
+              CJson::array({Data(MiB, MiB, "first.avhdx", m_first.BlockPosition(1))}));
     EXPECT_EQ(Changes({"disk.vhdx"}), CJson::array());
 }
 
 TEST_F(Diff, TellsWhatChangedSinceACheckpoint) {
     const CJson expected =
-        CJson({Data(5 * MiB + 4096, 8192, "second.avhdx", m_second.BlockPosition(5) + 4096),
-               Data(6 * MiB, MiB, "second.avhdx", m_second.BlockPosition(6))});
+        CJson::array({Data(5 * MiB + 4096, 8192, "second.avhdx", m_second.BlockPosition(5) + 4096),
+                      Data(6 * MiB, MiB, "second.avhdx", m_second.BlockPosition(6))});
     EXPECT_EQ(Changes({".", "--base", "first.avhdx"}), expected);
     EXPECT_EQ(Changes({".", "--base", "second.avhdx"}), CJson::array());
     ExpectRefusal({"second.avhdx", "--base", "other.vhdx"},
@@ -142,8 +144,8 @@ TEST_F(Diff, OfATreeIsOfTheDiskThatIsChosen) {
                   ".: the folder has 2 disks that are the newest of a chain; choose one with "
                   "--disk: other.avhdx, second.avhdx");
     EXPECT_EQ(Changes({".", "--disk", "other.avhdx", "--base", "first.avhdx"}),
-              CJson({Data(2 * MiB, MiB, "other.avhdx",
-                          ChildDisk('3', '1', u"").AllocateData(2, 34).BlockPosition(2))}));
+              CJson::array({Data(2 * MiB, MiB, "other.avhdx",
+                                 ChildDisk('3', '1', u"").AllocateData(2, 34).BlockPosition(2))}));
     EXPECT_EQ(Changes({".", "--disk", "first.avhdx"}).size(), 2U);
     EXPECT_EQ(Changes({".", "--base", "second.avhdx"}), CJson::array());
 }
@@ -177,7 +179,8 @@ TEST_F(Diff, FollowsNamesBeyondAscii) {
     Add(base, ChainBase());
     CImageBuilder child = ChildDisk('1', '0', base).AllocateData(1, 32);
     Add("first.avhdx", child);
-    EXPECT_EQ(Changes({"."}), CJson({Data(MiB, MiB, "first.avhdx", child.BlockPosition(1))}));
+    EXPECT_EQ(Changes({"."}),
+              CJson::array({Data(MiB, MiB, "first.avhdx", child.BlockPosition(1))}));
 }
 
 TEST_F(Diff, NamesTheFileThatIsBad) {

@@ -72,26 +72,27 @@ TEST_F(LibraryDiff, ReadsBitmapsMostSignificantBitFirst) {
 TEST_F(LibraryDiff, ListsWhatEachCheckpointHoldsNewestFirst) {
     EXPECT_EQ(
         Records({}),
-        CJson({Record(m_base.BlockPosition(5) + 4096, "./second.avhdx",
-                      m_second.BlockPosition(5) + 4096, 8192),
-               Record(nullptr, "./second.avhdx", m_second.BlockPosition(6), MiB),
-               Record(m_base.BlockPosition(1), "./first.avhdx", m_first.BlockPosition(1), MiB),
-               Record(m_base.BlockPosition(5), "./first.avhdx", m_first.BlockPosition(5), 8192)}));
+        CJson::array(
+            {Record(m_base.BlockPosition(5) + 4096, "./second.avhdx",
+                    m_second.BlockPosition(5) + 4096, 8192),
+             Record(nullptr, "./second.avhdx", m_second.BlockPosition(6), MiB),
+             Record(m_base.BlockPosition(1), "./first.avhdx", m_first.BlockPosition(1), MiB),
+             Record(m_base.BlockPosition(5), "./first.avhdx", m_first.BlockPosition(5), 8192)}));
 }
 
 TEST_F(LibraryDiff, TellsOfEachSectorOfARangeWhichCheckpointHoldsIt) {
     const std::uint64_t block = m_base.BlockPosition(5);
     const std::uint64_t place = block + 4096 - 512;
-    EXPECT_EQ(
-        Records({"--offset", std::to_string(place), "--length", "1000"}),
-        CJson({Record(place, "./first.avhdx", m_first.BlockPosition(5) + 4096 - 512, 512),
-               Record(place + 512, "./second.avhdx", m_second.BlockPosition(5) + 4096, 488)}));
+    EXPECT_EQ(Records({"--offset", std::to_string(place), "--length", "1000"}),
+              CJson::array(
+                  {Record(place, "./first.avhdx", m_first.BlockPosition(5) + 4096 - 512, 512),
+                   Record(place + 512, "./second.avhdx", m_second.BlockPosition(5) + 4096, 488)}));
 }
 
 TEST_F(LibraryDiff, TellsThatNoCheckpointHoldsASector) {
     const std::uint64_t place = m_base.BlockPosition(0);
     EXPECT_EQ(Records({"--offset", std::to_string(place), "--length", "512"}),
-              CJson({Record(place, nullptr, nullptr, 512)}));
+              CJson::array({Record(place, nullptr, nullptr, 512)}));
 }
 
 TEST_F(LibraryDiff, HasNoAnswerOutsideTheBlocksOfTheBase) {

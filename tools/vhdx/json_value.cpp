@@ -106,6 +106,24 @@ private:
 
 }  // namespace
 
+// Here, where a member is a complete type.
+CJsonValue::CJsonValue() = default;
+CJsonValue::CJsonValue(const CJsonValue&) = default;
+CJsonValue::CJsonValue(CJsonValue&&) noexcept = default;
+CJsonValue& CJsonValue::operator=(const CJsonValue&) = default;
+CJsonValue& CJsonValue::operator=(CJsonValue&&) noexcept = default;
+CJsonValue::~CJsonValue() = default;
+
+CJsonValue::CJsonValue(CScalar value) {
+    std::visit([this](auto scalar) { m_value = scalar; }, value);
+}
+CJsonValue::CJsonValue(double value) : m_value(value) {}
+CJsonValue::CJsonValue(std::string text) : m_value(std::move(text)) {}
+CJsonValue::CJsonValue(std::string_view text) : m_value(std::string(text)) {}
+CJsonValue::CJsonValue(const char* text) : m_value(std::string(text)) {}
+CJsonValue::CJsonValue(CElements elements) : m_value(std::move(elements)) {}
+CJsonValue::CJsonValue(CMembers members) : m_value(std::move(members)) {}
+
 const CJsonValue* CJsonValue::Find(std::string_view name) const {
     const CMembers* const members = std::get_if<CMembers>(&m_value);
     if (members == nullptr) {

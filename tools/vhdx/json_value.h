@@ -22,21 +22,26 @@ public:
     using CMembers = std::vector<CJsonMember>;  ///< printed in this order
 
     /// null
-    CJsonValue() = default;
-    // Not from what converts to bool: a pointer is no truth value.
+    CJsonValue();
+    CJsonValue(const CJsonValue&);
+    CJsonValue(CJsonValue&&) noexcept;
+    CJsonValue& operator=(const CJsonValue&);
+    CJsonValue& operator=(CJsonValue&&) noexcept;
+    ~CJsonValue();
+
+    /// Not from what converts to bool: a pointer is no truth value.
     template <std::same_as<bool> TBool>
-    CJsonValue(TBool value) : m_value(value) {}
+    CJsonValue(TBool value) : CJsonValue(CScalar{value}) {}
     template <std::unsigned_integral TNumber>
     requires(!std::same_as<TNumber, bool>) CJsonValue(TNumber value)
-        : m_value(std::uint64_t{value}) {}
-    CJsonValue(std::string text) : m_value(std::move(text)) {}
-    CJsonValue(std::string_view text) : m_value(std::string(text)) {}
-    CJsonValue(const char* text) : m_value(std::string(text)) {}
-    CJsonValue(CElements elements) : m_value(std::move(elements)) {}
-    CJsonValue(CMembers members) : m_value(std::move(members)) {}
-
+        : CJsonValue(CScalar{std::uint64_t{value}}) {}
     /// Any other number, as near as this comes to it.
-    CJsonValue(double value) : m_value(value) {}
+    CJsonValue(double value);
+    CJsonValue(std::string text);
+    CJsonValue(std::string_view text);
+    CJsonValue(const char* text);
+    CJsonValue(CElements elements);
+    CJsonValue(CMembers members);
 
     bool IsObject() const { return std::holds_alternative<CMembers>(m_value); }
     /// Null where the value is none of the kind.
@@ -53,6 +58,9 @@ public:
     }
 
 private:
+    using CScalar = std::variant<bool, std::uint64_t>;
+    explicit CJsonValue(CScalar value);
+
     std::variant<std::nullptr_t, bool, std::uint64_t, double, std::string, CElements, CMembers>
         m_value;
 };
