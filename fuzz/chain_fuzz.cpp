@@ -9,11 +9,12 @@
 #include <vhdx_parser/vhdx_parser.h>
 
 #include "fuzz/kept_file.h"
-#include "fuzz/naive_runs.h"
 #include "fuzz/patches.h"
 #include "fuzz/target.h"
+#include "fuzz/walk_choice.h"
 #include "host/container_entry.h"
 #include "host/folder_tree.h"
+#include "tests/chain/differencing_model.h"
 #include "tests/support/temporary_folder.h"
 
 // Builds the chains of a folder of two to four patched disks and merges the first.
@@ -21,7 +22,7 @@
 namespace {
 
 using namespace NVHDX;
-using NFuzz::CCircuit;
+using CCircuit = NDifferencingVirtualMerge::CFileDataCircuit<char>;
 using CSources = std::vector<NSnapshotCircuit::CSource<std::shared_ptr<CFileObject<char>>>>;
 using CRuns = std::vector<NTest::CRun<char>>;
 
@@ -92,7 +93,7 @@ void Merge(const CCircuit& circuit, NFuzz::CInput& input, bool compares) {
         GetDifferential(records, input.Number(4), input.Number(2), circuit);
         const CRuns runs = Runs(circuit);
         if (compares && IsSmall(circuit) && runs.size() < mostRuns) {
-            NFuzz::Require(runs == NFuzz::NaiveRuns(circuit));
+            NFuzz::Require(runs == NTest::EnumerateNaively(circuit));
         }
     } catch (const std::out_of_range&) {
         // The answer for a sector past the bitmap.

@@ -4,7 +4,7 @@
 
 #include <vhdx_parser/vhdx_parser.h>
 
-#include "fuzz/naive_runs.h"
+#include "fuzz/walk_choice.h"
 #include "tests/support/image_builder.h"
 #include "tests/support/test_stream.h"
 

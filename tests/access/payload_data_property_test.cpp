@@ -45,9 +45,11 @@ public:
 
     /// Only blocks with data keep what is written to them.
     void Write(std::uint64_t offset, const CBytes& bytes) {
-        for (std::uint64_t i = 0; i < bytes.size(); ++i) {
-            if (m_present.count((offset + i) / blockSize) != 0) {
-                m_bytes[offset + i] = bytes[i];
+        for (const std::uint64_t block : m_present) {
+            const std::uint64_t begin = std::max(offset, block * blockSize);
+            const std::uint64_t end = std::min(offset + bytes.size(), (block + 1) * blockSize);
+            for (std::uint64_t i = begin; i < end; ++i) {
+                m_bytes[i] = bytes[i - offset];
             }
         }
     }

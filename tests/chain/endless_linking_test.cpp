@@ -44,7 +44,7 @@ TEST(EndlessLinking, GoesOnWhileADiskCanNeverBeAttached) {
     std::vector<std::future<NTest::CChildResult>> results;
     for (const NTest::CChainFolder* folder : folders) {
         results.push_back(std::async(std::launch::async, [folder] {
-            return BuildChains(*folder, std::chrono::seconds(4));
+            return BuildChains(*folder, std::chrono::seconds(1));
         }));
     }
     for (std::size_t i = 0; i < results.size(); ++i) {

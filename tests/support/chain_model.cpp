@@ -113,10 +113,9 @@ std::uint64_t CChainModel::Position(std::size_t disk, std::uint64_t offset) cons
 
 /// What lies past the end of the disk is no content.
 void CChainModel::SetContent(std::uint64_t begin, std::uint64_t length, const CBytes& bytes) {
-    const std::uint64_t end = std::min<std::uint64_t>(begin + length, m_content.size());
-    for (std::uint64_t at = begin; at < end; ++at) {
-        m_content[static_cast<std::size_t>(at)] = bytes[static_cast<std::size_t>(at - begin)];
-    }
+    const std::uint64_t left = begin < m_content.size() ? m_content.size() - begin : 0;
+    std::copy_n(bytes.data(), static_cast<std::size_t>(std::min(length, left)),
+                m_content.data() + std::min<std::uint64_t>(begin, m_content.size()));
 }
 
 void CChainModel::WriteTo(const std::filesystem::path& folder) const {

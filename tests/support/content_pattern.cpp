@@ -20,8 +20,13 @@ unsigned char PatternByte(std::uint64_t seed, std::uint64_t virtualOffset) {
 
 CBytes Pattern(std::uint64_t seed, std::uint64_t virtualOffset, std::uint64_t length) {
     CBytes bytes(static_cast<std::size_t>(length));
-    for (std::uint64_t index = 0; index < length; ++index) {
-        bytes[static_cast<std::size_t>(index)] = PatternByte(seed, virtualOffset + index);
+    unsigned char* byte = bytes.data();
+    const std::uint64_t end = virtualOffset + length;
+    for (std::uint64_t offset = virtualOffset; offset != end;) {
+        const std::uint64_t word = PatternWord(seed, offset / 8);
+        do {
+            *byte++ = static_cast<unsigned char>(word >> (8 * (offset % 8)));
+        } while (++offset % 8 != 0 && offset != end);
     }
     return bytes;
 }

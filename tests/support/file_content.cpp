@@ -1,7 +1,7 @@
 #include "tests/support/file_content.h"
 
 #include <fstream>
-#include <iterator>
+#include <system_error>
 
 namespace NTest {
 
@@ -9,8 +9,14 @@ namespace {
 
 template <class TContent>
 TContent Content(const std::filesystem::path& file) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(file, error);
+    TContent content(error ? 0 : static_cast<std::size_t>(size), 0);
     std::ifstream stream(file, std::ios::binary);
-    return TContent(std::istreambuf_iterator<char>(stream), {});
+    stream.read(reinterpret_cast<char*>(content.data()),
+                static_cast<std::streamsize>(content.size()));
+    content.resize(static_cast<std::size_t>(stream.gcount()));
+    return content;
 }
 
 }  // namespace
