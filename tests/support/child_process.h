@@ -32,8 +32,9 @@ struct CChildOptions {
 /// it takes too long. A program that cannot be started has status 127.
 CChildResult RunChild(const std::vector<std::string>& command, const CChildOptions& options = {});
 
-/// Runs the work in a copy of this process to its end, or ends it when it takes too long. The status
-/// is what the work returns. What it does with permissions is what this process may. Not on Windows.
+/// Runs the work in a copy of this process to its end, or ends it when it takes too long. The
+/// status is what the work returns. What it does with permissions is what this process may. Not on
+/// Windows.
 CChildResult RunForked(const std::function<int()>& work, const CChildOptions& options = {});
 
 }  // namespace NTest

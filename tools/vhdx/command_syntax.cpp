@@ -1,6 +1,7 @@
 #include "tools/vhdx/command_syntax.h"
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -39,6 +40,46 @@ struct CNoStatus {
 #endif
 
 namespace NTool {
+
+namespace {
+
+/// Names the arguments that one needs or excludes in the order in which they were added. The
+/// parser's own order is that of where they lie in memory.
+class CFormatter : public CLI::Formatter {
+public:
+    std::string make_help(const CLI::App* app, std::string name,
+                          CLI::AppFormatMode mode) const override {
+        m_options = app->get_options();
+        return Formatter::make_help(app, std::move(name), mode);
+    }
+
+    std::string make_option_opts(const CLI::Option* option) const override {
+        std::string text;
+        if (option->get_type_size() != 0 && !option->get_type_name().empty()) {
+            text += " " + option->get_type_name();
+        }
+        if (option->get_type_size() != 0 && option->get_required()) {
+            text += " REQUIRED";
+        }
+        return text + Names(" Needs:", option->get_needs()) +
+               Names(" Excludes:", option->get_excludes());
+    }
+
+private:
+    std::string Names(const char* label, const std::set<CLI::Option*>& wanted) const {
+        std::string text = wanted.empty() ? "" : label;
+        for (const CLI::Option* option : m_options) {
+            if (wanted.contains(const_cast<CLI::Option*>(option))) {
+                text += " " + option->get_name();
+            }
+        }
+        return text;
+    }
+
+    mutable std::vector<const CLI::Option*> m_options;
+};
+
+}  // namespace
 
 CArgument& CArgument::Required() {
     m_option->required();
@@ -79,17 +120,17 @@ CArgument CCommandSyntax::AddNumber(const std::string& name, const std::string& 
 }
 
 CArgument CCommandSyntax::AddWord(const std::string& name, const std::string& type,
-                                  const std::vector<std::string>& words, CTake take,
+                                  const std::vector<std::string>& words, const CTake& take,
                                   const std::string& help) {
-    const CArgument argument = AddTaken(name, type, std::move(take), help);
+    const CArgument argument = AddTaken(name, type, take, help);
     argument.m_option->check(CLI::IsMember(words).description(""));
     return argument;
 }
 
-CArgument CCommandSyntax::AddTaken(const std::string& name, const std::string& type, CTake take,
-                                   const std::string& help) {
+CArgument CCommandSyntax::AddTaken(const std::string& name, const std::string& type,
+                                   const CTake& take, const std::string& help) {
     return CArgument(
-        *m_command->add_option_function<std::string>(name, std::move(take), help)->type_name(type));
+        *m_command->add_option_function<std::string>(name, take, help)->type_name(type));
 }
 
 CArgument CCommandSyntax::AddFlag(const std::string& name, bool& value, const std::string& help) {
@@ -132,6 +173,7 @@ CProgramSyntax::CProgramSyntax(const std::string& name, const std::string& descr
     : m_program(std::make_unique<CLI::App>(description, name)) {
     m_program->set_version_flag("--version", version);
     m_program->require_subcommand(1);
+    m_program->formatter(std::make_shared<CFormatter>());
     m_program->get_formatter()->column_width(22);
     m_program->footer(footer);
 }

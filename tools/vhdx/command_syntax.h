@@ -60,9 +60,10 @@ public:
                         const std::string& help);
     /// One of the words.
     CArgument AddWord(const std::string& name, const std::string& type,
-                      const std::vector<std::string>& words, CTake take, const std::string& help);
+                      const std::vector<std::string>& words, const CTake& take,
+                      const std::string& help);
     /// A text that is handed to `take`, which throws `CUsageError` for one that is not taken.
-    CArgument AddTaken(const std::string& name, const std::string& type, CTake take,
+    CArgument AddTaken(const std::string& name, const std::string& type, const CTake& take,
                        const std::string& help);
     CArgument AddFlag(const std::string& name, bool& value, const std::string& help);
     /// A flag that calls `take` when it is given.
