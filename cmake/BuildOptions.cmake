@@ -34,6 +34,12 @@ else()
   endif()
 endif()
 
+# As every other compiler does from C++14 on. Without it a program that replaces these operators hides
+# the sized ones from the libraries that it loads.
+if(CMAKE_CXX_COMPILER_ID MATCHES Clang AND NOT MSVC)
+  add_compile_options(-fsized-deallocation)
+endif()
+
 if(VHDX_PARSER_SANITIZE)
   # Of the debug information the lines alone, which are what a report names: the rest doubles the build.
   add_compile_options(-fsanitize=${VHDX_PARSER_SANITIZE} -fno-sanitize-recover=all
