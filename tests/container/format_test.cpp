@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <vhdx_parser/guid.h>
 
-#include "vhdx_parser/container/identifiers.h"
 #include "vhdx_parser/container/traced_log_entry.h"
 
 namespace NVHDX::NFormat {
@@ -26,24 +25,6 @@ TRecord Numbered() {
     TRecord record;
     std::memcpy(&record, bytes, sizeof(record));
     return record;
-}
-
-TEST(Identifiers, RegionsHaveTheirPublishedText) {
-    EXPECT_EQ(Text(BATRegion), "{2DC27766-F623-4200-9D64-115E9BFD4A08}");
-    EXPECT_EQ(Text(MetadataRegion), "{8B7CA206-4790-4B9A-B8FE-575F050F886E}");
-}
-
-TEST(Identifiers, MetadataItemsHaveTheirPublishedText) {
-    EXPECT_EQ(Text(FileParametersItem), "{CAA16737-FA36-4D43-B3B6-33F0AA44E76B}");
-    EXPECT_EQ(Text(VirtualDiskSizeItem), "{2FA54224-CD1B-4876-B211-5DBED83BF4B8}");
-    EXPECT_EQ(Text(Page83DataItem), "{BECA12AB-B2E6-4523-93EF-C309E000C746}");
-    EXPECT_EQ(Text(LogicalSectorSizeItem), "{8141BF1D-A96F-4709-BA47-F233A8FAAB5F}");
-    EXPECT_EQ(Text(PhysicalSectorSizeItem), "{CDA348C7-445D-4471-9CC9-E9885251C556}");
-    EXPECT_EQ(Text(ParentLocatorItem), "{A8D35F2D-B30B-454D-ABF7-D3D84834AB0C}");
-}
-
-TEST(Identifiers, ParentLocatorTypeHasItsPublishedText) {
-    EXPECT_EQ(Text(VHDXParentLocatorType), "{B04AEFB7-D19E-4A81-B789-25B8E9445913}");
 }
 
 TEST(Format, SignaturesSpellTheirText) {
