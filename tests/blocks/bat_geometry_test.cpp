@@ -24,30 +24,6 @@ CFileParameters Geometry(std::uint16_t sectorSize, std::uint32_t blockSize, std:
     return params;
 }
 
-TEST(ChunkRatio, IsTheBlocksThatOneSectorBitmapCovers) {
-    EXPECT_EQ(ChunkRatio(512, 33554432), 128u);
-    EXPECT_EQ(ChunkRatio(4096, 1048576), 32768u);
-    EXPECT_EQ(ChunkRatio(512, 1048576), 4096u);
-    EXPECT_EQ(ChunkRatio(512, 268435456), 16u);
-    EXPECT_EQ(ChunkRatio(512, 1431655766), 2u);
-}
-
-TEST(ChunkRatio, IsComputedIn64BitsAndKeptAs32) {
-    EXPECT_EQ(ChunkRatio(0xFFFF, 0xFFFFFFFF), 127u);
-    EXPECT_EQ(ChunkRatio(0xFFFF, 1), 0xFF800000u);
-    EXPECT_EQ(ChunkRatio(513, 1), 0x00800000u);
-}
-
-TEST(ChunkRatio, ComesOutAs0WhereNoChunkFits) {
-    EXPECT_EQ(ChunkRatio(512, 1), 0u);
-    EXPECT_EQ(ChunkRatio(1, 8388609), 0u);
-    EXPECT_EQ(ChunkRatio(0, 1048576), 0u);
-}
-
-TEST(ChunkRatio, IsZeroForABlockSizeOf0) {
-    EXPECT_EQ(ChunkRatio(512, 0), 0u);
-}
-
 TEST(TableSize, OfADynamicDiskEndsWithTheLastPayloadEntry) {
     CTraceCapture trace;
     EXPECT_EQ(TableSize(Geometry(512, 32 * MiB, 10 * GiB)), 322u * 8);

@@ -67,7 +67,6 @@ TYPED_TEST(CandidateReader, AppendsABaseDisk) {
     EXPECT_EQ(lines, NTest::LinesOfReading(this->m_folder / "disk.vhdx"));
     ASSERT_EQ(this->m_candidates.size(), 1u);
     const auto& candidate = this->m_candidates[0];
-    EXPECT_TRUE(candidate.present);
     EXPECT_EQ(candidate.name, Text<TypeParam>("disk.vhdx"));
     EXPECT_FALSE(candidate.differencing);
     EXPECT_TRUE(candidate.parentName.empty());
@@ -82,7 +81,6 @@ TYPED_TEST(CandidateReader, AppendsADifferencingDiskWithItsParentsName) {
     ASSERT_TRUE(this->Read("b.avhdx"));
     ASSERT_EQ(this->m_candidates.size(), 2u);
     const auto& candidate = this->m_candidates[1];
-    EXPECT_TRUE(candidate.present);
     EXPECT_EQ(candidate.name, Text<TypeParam>("b.avhdx"));
     EXPECT_TRUE(candidate.differencing);
     EXPECT_EQ(candidate.parentName, Text<TypeParam>("my parent.vhdx"));

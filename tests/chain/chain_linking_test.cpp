@@ -16,7 +16,9 @@
 
 namespace {
 
+using NTest::Base;
 using NTest::CDiskName;
+using NTest::Child;
 using NTest::CNaiveChain;
 using NTest::CNaiveLinking;
 using NTest::Text;
@@ -43,22 +45,13 @@ std::vector<CNaiveChain> Linked(const std::vector<CDiskName>& disks) {
     for (const auto& chain : LinkChains(candidates)) {
         auto& chainPositions = positions.emplace_back();
         for (const auto& candidate : chain) {
-            EXPECT_TRUE(candidate.present);
             chainPositions.push_back(static_cast<std::size_t>(candidate.file->size));
         }
     }
     for (const auto& candidate : candidates) {
-        EXPECT_FALSE(candidate.present);
         EXPECT_EQ(candidate.file, nullptr);
     }
     return positions;
-}
-
-CDiskName Base(std::string name) {
-    return {std::move(name), std::nullopt};
-}
-CDiskName Child(std::string name, std::string parent) {
-    return {std::move(name), std::move(parent)};
 }
 
 template <class TChar>
@@ -125,23 +118,6 @@ TYPED_TEST(ChainLinking, TakesNoDiskForItsOwnParent) {
     EXPECT_TRUE(this->EveryParentIsPresent({Base("b"), Child("b", "b")}));
 }
 
-/// Every list of `count` disks that uses these names.
-template <class TVisit>
-void VisitAllLists(const std::vector<std::string>& names, std::size_t count,
-                   std::vector<CDiskName>& disks, const TVisit& visit) {
-    if (disks.size() == count) {
-        visit(disks);
-        return;
-    }
-    for (const std::string& name : names) {
-        for (std::size_t parent = 0; parent <= names.size(); ++parent) {
-            disks.push_back(parent == 0 ? Base(name) : Child(name, names[parent - 1]));
-            VisitAllLists(names, count, disks, visit);
-            disks.pop_back();
-        }
-    }
-}
-
 TEST(ChainLinkingOfAllLists, GivesWhatTryingEveryDiskGives) {
     std::size_t ending = 0;
     std::size_t endless = 0;
@@ -154,11 +130,7 @@ TEST(ChainLinkingOfAllLists, GivesWhatTryingEveryDiskGives) {
             ASSERT_EQ(Linked<char>(disks), *chains);
         }
     };
-    std::vector<CDiskName> disks;
-    for (std::size_t count = 0; count <= 3; ++count) {
-        VisitAllLists({"a", "b", "c"}, count, disks, visit);
-    }
-    VisitAllLists({"a", "b"}, 4, disks, visit);
+    NTest::VisitListsOfUpToFourDisks(visit);
     EXPECT_GT(ending, 500u);
     EXPECT_GT(endless, 500u);
 }

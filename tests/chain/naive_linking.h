@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace NTest {
@@ -16,20 +17,32 @@ struct CDiskName {
     std::optional<std::string> parent;
 };
 
+inline CDiskName Base(std::string name) {
+    return {std::move(name), std::nullopt};
+}
+inline CDiskName Child(std::string name, std::string parent) {
+    return {std::move(name), std::move(parent)};
+}
+
 /// Positions in the list of disks, from base to tip.
 using CNaiveChain = std::vector<std::size_t>;
 
-inline bool NaiveEveryParentIsPresent(const std::vector<CDiskName>& disks) {
+inline std::vector<std::size_t> NaiveWithoutParent(const std::vector<CDiskName>& disks) {
+    std::vector<std::size_t> orphans;
     for (std::size_t i = 0; i < disks.size(); ++i) {
         bool found = !disks[i].parent;
         for (std::size_t j = 0; j < disks.size() && !found; ++j) {
             found = j != i && disks[j].name == *disks[i].parent;
         }
         if (!found) {
-            return false;
+            orphans.push_back(i);
         }
     }
-    return true;
+    return orphans;
+}
+
+inline bool NaiveEveryParentIsPresent(const std::vector<CDiskName>& disks) {
+    return NaiveWithoutParent(disks).empty();
 }
 
 class CNaiveLinking {
@@ -51,6 +64,19 @@ public:
             }
         }
         return m_chains;
+    }
+
+    /// As far as the passes attached something.
+    const std::vector<CNaiveChain>& Chains() const { return m_chains; }
+
+    std::vector<std::size_t> Unattached() const {
+        std::vector<std::size_t> left;
+        for (std::size_t i = 0; i < m_disks.size(); ++i) {
+            if (m_present[i]) {
+                left.push_back(i);
+            }
+        }
+        return left;
     }
 
 private:
@@ -78,6 +104,33 @@ private:
     std::size_t m_left = m_disks.size();
     std::vector<CNaiveChain> m_chains;
 };
+
+/// Every list of `count` disks that uses these names.
+template <class TVisit>
+void VisitAllLists(const std::vector<std::string>& names, std::size_t count,
+                   std::vector<CDiskName>& disks, const TVisit& visit) {
+    if (disks.size() == count) {
+        visit(disks);
+        return;
+    }
+    for (const std::string& name : names) {
+        for (std::size_t parent = 0; parent <= names.size(); ++parent) {
+            disks.push_back(parent == 0 ? Base(name) : Child(name, names[parent - 1]));
+            VisitAllLists(names, count, disks, visit);
+            disks.pop_back();
+        }
+    }
+}
+
+/// Every list of up to three disks with three names, and of four disks with two.
+template <class TVisit>
+void VisitListsOfUpToFourDisks(const TVisit& visit) {
+    std::vector<CDiskName> disks;
+    for (std::size_t count = 0; count <= 3; ++count) {
+        VisitAllLists({"a", "b", "c"}, count, disks, visit);
+    }
+    VisitAllLists({"a", "b"}, 4, disks, visit);
+}
 
 }  // namespace NTest
 

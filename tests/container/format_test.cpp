@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <vhdx_parser/guid.h>
 
-#include "vhdx_parser/container/identifiers.h"
+#include "vhdx_parser/container/traced_log_entry.h"
 
 namespace NVHDX::NFormat {
 namespace {
@@ -27,24 +27,6 @@ TRecord Numbered() {
     return record;
 }
 
-TEST(Identifiers, RegionsHaveTheirPublishedText) {
-    EXPECT_EQ(Text(BATRegion), "{2DC27766-F623-4200-9D64-115E9BFD4A08}");
-    EXPECT_EQ(Text(MetadataRegion), "{8B7CA206-4790-4B9A-B8FE-575F050F886E}");
-}
-
-TEST(Identifiers, MetadataItemsHaveTheirPublishedText) {
-    EXPECT_EQ(Text(FileParametersItem), "{CAA16737-FA36-4D43-B3B6-33F0AA44E76B}");
-    EXPECT_EQ(Text(VirtualDiskSizeItem), "{2FA54224-CD1B-4876-B211-5DBED83BF4B8}");
-    EXPECT_EQ(Text(Page83DataItem), "{BECA12AB-B2E6-4523-93EF-C309E000C746}");
-    EXPECT_EQ(Text(LogicalSectorSizeItem), "{8141BF1D-A96F-4709-BA47-F233A8FAAB5F}");
-    EXPECT_EQ(Text(PhysicalSectorSizeItem), "{CDA348C7-445D-4471-9CC9-E9885251C556}");
-    EXPECT_EQ(Text(ParentLocatorItem), "{A8D35F2D-B30B-454D-ABF7-D3D84834AB0C}");
-}
-
-TEST(Identifiers, ParentLocatorTypeHasItsPublishedText) {
-    EXPECT_EQ(Text(VHDXParentLocatorType), "{B04AEFB7-D19E-4A81-B789-25B8E9445913}");
-}
-
 TEST(Format, SignaturesSpellTheirText) {
     const auto spells = [](std::uint64_t number, const std::string& text) {
         std::string bytes;
@@ -56,6 +38,10 @@ TEST(Format, SignaturesSpellTheirText) {
     EXPECT_TRUE(spells(VHDX_FILE_IDENTIFIER::ExpectedSignature, "vhdxfile"));
     EXPECT_TRUE(spells(VHDX_HEADER::ExpectedSignature, "head"));
     EXPECT_TRUE(spells(VHDX_REGION_TABLE_HEADER::ExpectedSignature, "regi"));
+    EXPECT_TRUE(spells(VHDX_LOG_ENTRY_HEADER::ExpectedSignature, "loge"));
+    EXPECT_TRUE(spells(VHDX_LOG_ZERO_DESCRIPTOR::ExpectedSignature, "zero"));
+    EXPECT_TRUE(spells(VHDX_LOG_DATA_DESCRIPTOR::ExpectedSignature, "desc"));
+    EXPECT_TRUE(spells(VHDX_LOG_DATA_SECTOR::ExpectedSignature, "data"));
     EXPECT_TRUE(spells(VHDX_METADATA_TABLE_HEADER::ExpectedSignature, "metadata"));
 }
 
@@ -70,7 +56,10 @@ TEST(Format, Header) {
     EXPECT_EQ(VHDX_HEADER::SecondPosition, 131072u);
     const auto header = Numbered<VHDX_HEADER>();
     EXPECT_EQ(header.Signature.Value(), 0x03020100u);
+    EXPECT_EQ(header.Checksum.Value(), 0x07060504u);
     EXPECT_EQ(header.SequenceNumber.Value(), 0x0F0E0D0C0B0A0908u);
+    EXPECT_EQ(Text(header.FileWriteGuid.Value()), "{13121110-1514-1716-1819-1A1B1C1D1E1F}");
+    EXPECT_EQ(Text(header.DataWriteGuid.Value()), "{23222120-2524-2726-2829-2A2B2C2D2E2F}");
     EXPECT_EQ(Text(header.LogGuid.Value()), "{33323130-3534-3736-3839-3A3B3C3D3E3F}");
     EXPECT_EQ(header.LogVersion.Value(), 0x4140u);
     EXPECT_EQ(header.Version.Value(), 0x4342u);
@@ -94,9 +83,49 @@ TEST(Format, RegionTable) {
     EXPECT_EQ(entry.Required.Value(), 0x1F1E1D1Cu);
 }
 
-TEST(Format, LogEntryHeaderIsWiderThanPublished) {
-    EXPECT_EQ(sizeof(VHDX_LOG_ENTRY_HEADER), 68u);
+TEST(Format, LogEntry) {
+    EXPECT_EQ(sizeof(VHDX_LOG_ENTRY_HEADER), 64u);
     const auto entry = Numbered<VHDX_LOG_ENTRY_HEADER>();
+    EXPECT_EQ(entry.Signature.Value(), 0x03020100u);
+    EXPECT_EQ(entry.Checksum.Value(), 0x07060504u);
+    EXPECT_EQ(entry.EntryLength.Value(), 0x0B0A0908u);
+    EXPECT_EQ(entry.Tail.Value(), 0x0F0E0D0Cu);
+    EXPECT_EQ(entry.SequenceNumber.Value(), 0x1716151413121110u);
+    EXPECT_EQ(entry.DescriptorCount.Value(), 0x1B1A1918u);
+    EXPECT_EQ(Text(entry.LogGuid.Value()), "{23222120-2524-2726-2829-2A2B2C2D2E2F}");
+    EXPECT_EQ(entry.FlushedFileOffset.Value(), 0x3736353433323130u);
+    EXPECT_EQ(entry.LastFileOffset.Value(), 0x3F3E3D3C3B3A3938u);
+}
+
+TEST(Format, LogDescriptors) {
+    EXPECT_EQ(sizeof(VHDX_LOG_ZERO_DESCRIPTOR), 32u);
+    const auto zero = Numbered<VHDX_LOG_ZERO_DESCRIPTOR>();
+    EXPECT_EQ(zero.ZeroSignature.Value(), 0x03020100u);
+    EXPECT_EQ(zero.ZeroLength.Value(), 0x0F0E0D0C0B0A0908u);
+    EXPECT_EQ(zero.FileOffset.Value(), 0x1716151413121110u);
+    EXPECT_EQ(zero.SequenceNumber.Value(), 0x1F1E1D1C1B1A1918u);
+
+    EXPECT_EQ(sizeof(VHDX_LOG_DATA_DESCRIPTOR), 32u);
+    const auto data = Numbered<VHDX_LOG_DATA_DESCRIPTOR>();
+    EXPECT_EQ(data.DataSignature.Value(), 0x03020100u);
+    EXPECT_EQ(data.TrailingBytes.Value(), 0x07060504u);
+    EXPECT_EQ(data.LeadingBytes.Value(), 0x0F0E0D0C0B0A0908u);
+    EXPECT_EQ(data.FileOffset.Value(), 0x1716151413121110u);
+    EXPECT_EQ(data.SequenceNumber.Value(), 0x1F1E1D1C1B1A1918u);
+}
+
+TEST(Format, LogDataSector) {
+    EXPECT_EQ(sizeof(VHDX_LOG_DATA_SECTOR), 4096u);
+    const auto sector = Numbered<VHDX_LOG_DATA_SECTOR>();
+    EXPECT_EQ(sector.DataSignature.Value(), 0x03020100u);
+    EXPECT_EQ(sector.SequenceHigh.Value(), 0x07060504u);
+    EXPECT_EQ(sector.Data[0], 8u);
+    EXPECT_EQ(sector.SequenceLow.Value(), 0xFFFEFDFCu);
+}
+
+TEST(Format, TracedLogEntryIsWiderThanPublished) {
+    EXPECT_EQ(sizeof(VHDX_TRACED_LOG_ENTRY_HEADER), 68u);
+    const auto entry = Numbered<VHDX_TRACED_LOG_ENTRY_HEADER>();
     EXPECT_EQ(entry.EntryLength.Value(), 0x0B0A0908u);
     EXPECT_EQ(entry.SequenceNumber.Value(), 0x1716151413121110u);
     EXPECT_EQ(entry.DescriptorCount.Value(), 0x1F1E1D1C1B1A1918u);

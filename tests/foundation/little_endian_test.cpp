@@ -1,5 +1,7 @@
 #include "vhdx_parser/foundation/little_endian.h"
 
+#include <cstring>
+
 #include <vhdx_parser/guid.h>
 
 #include <gtest/gtest.h>
@@ -30,6 +32,21 @@ TEST(LittleEndian, LowestByteComesFirst) {
 TEST(LittleEndian, LoadsFromAnyAddress) {
     EXPECT_EQ(LoadLittleEndian<std::uint64_t>(Bytes + 1), 0x0988078605840382u);
     EXPECT_EQ(LoadLittleEndian<std::uint64_t>(Bytes + 7), 0x8E0D8C0B8A0988u | (0x0Full << 56));
+}
+
+TEST(LittleEndian, StoresAtAnyAddressWhatIsLoadedThere) {
+    unsigned char bytes[10] = {};
+    StoreLittleEndian(bytes + 1, std::uint64_t{0x8807860584038201});
+    EXPECT_EQ(bytes[0], 0u);
+    EXPECT_EQ(std::memcmp(bytes + 1, Bytes, 8), 0);
+    EXPECT_EQ(bytes[9], 0u);
+    StoreLittleEndian(bytes + 3, std::uint32_t{0x11223344});
+    EXPECT_EQ(LoadLittleEndian<std::uint32_t>(bytes + 3), 0x11223344u);
+    EXPECT_EQ(bytes[3], 0x44u);
+    StoreLittleEndian(bytes, std::uint16_t{0xABCD});
+    EXPECT_EQ(bytes[0], 0xCDu);
+    EXPECT_EQ(bytes[1], 0xABu);
+    EXPECT_EQ(bytes[2], 0x82u);
 }
 
 TEST(LittleEndian, FieldsHaveTheValueOfTheirBytes) {

@@ -53,7 +53,7 @@ is_at_or_below() {
 
 # The layer that an included file belongs to; fails for what is not of this project.
 layer_of() {
-    local internal='^vhdx_parser/([a-z_]+)/[a-z_]+\.h$' exported='^vhdx_parser/([a-z_]+)\.h$'
+    local internal='^vhdx_parser/([a-z_]+)/[a-z0-9_]+\.h$' exported='^vhdx_parser/([a-z_]+)\.h$'
     if [[ $1 =~ $internal ]]; then
         echo "${BASH_REMATCH[1]}"
     elif [[ $1 =~ $exported ]]; then

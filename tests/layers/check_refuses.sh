@@ -18,6 +18,7 @@ expect() {
 }
 
 expect accepted vhdx_parser/blocks/a.cpp '#include "vhdx_parser/container/format.h"'
+expect accepted vhdx_parser/blocks/a.cpp '#include "vhdx_parser/foundation/utf16.h"'
 expect accepted vhdx_parser/chain/a.cpp '#include <vhdx_parser/accessor.h>'
 expect accepted vhdx_parser/persist/a.cpp '#include <boost/property_tree/ptree.hpp>'
 expect accepted tools/a.cpp '#include <vhdx_parser/payload_data.h>'
@@ -29,6 +30,7 @@ expect refused vhdx_parser/foundation/a.h '#include "vhdx_parser/container/forma
 expect refused vhdx_parser/container/a.h '#include "vhdx_parser/blocks/units.h"'
 expect refused vhdx_parser/access/a.cpp '#include "vhdx_parser/chain/file.h"'
 expect refused vhdx_parser/access/a.cpp '#include "vhdx_parser/container/format.h"'
+expect refused vhdx_parser/access/a.cpp '#include "vhdx_parser/container/utf16.h"'
 expect refused vhdx_parser/chain/a.cpp '#include <vhdx_parser/payload_data.h>'
 expect refused vhdx_parser/persist/a.cpp '#include "vhdx_parser/access/pieces.h"'
 expect refused vhdx_parser/blocks/a.cpp '#include <vhdx_parser/vhdx_parser.h>'

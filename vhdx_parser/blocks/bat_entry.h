@@ -31,26 +31,56 @@ inline constexpr CStateMeaning StateMeanings[8] = {
     {CPayloadBlock::PartiallyPresent, 1U << 7, ~std::uint64_t{0}},
 };
 
+/// The numbers that the state of a payload entry may have, one bit for each: 0 to 3 and 6, and with
+/// a parent 7.
+inline constexpr unsigned PayloadStateBitsWithoutParent = 0b0100'1111;
+inline constexpr unsigned PayloadStateBitsWithParent = 0b1100'1111;
+
+/// The number of a state in a payload entry; for a state that is none one that means nothing.
+constexpr unsigned StateBitsOf(CPayloadBlock::EState state) {
+    for (unsigned bits = 0; bits < 8; ++bits) {
+        if ((PayloadStateBitsWithParent >> bits & 1) != 0 && StateMeanings[bits].state == state) {
+            return bits;
+        }
+    }
+    return 4;
+}
+
 /// A word of the table: bits 0 to 2 the state, 3 to 19 reserved, 20 to 63 the file offset in MiB.
 class CBATEntry {
 public:
+    static constexpr std::uint64_t StateMask = 7;
+    static constexpr std::uint64_t OffsetMask = ~std::uint64_t{0} << 20;
+
     explicit CBATEntry(const unsigned char* bytes)
         : m_word(LoadLittleEndian<std::uint64_t>(bytes)) {}
+    explicit constexpr CBATEntry(std::uint64_t word) : m_word(word) {}
 
-    std::uint64_t FileOffsetMB() const { return m_word >> 20; }
-    unsigned StateBits() const { return static_cast<unsigned>(m_word & 7); }
+    /// The payload entry of a block of the model.
+    static constexpr CBATEntry Of(const CPayloadBlock& block) {
+        return CBATEntry(block.offset << 20 | StateBitsOf(block.state));
+    }
 
-    const CStateMeaning& StateMeaning() const { return StateMeanings[StateBits()]; }
+    constexpr std::uint64_t Word() const { return m_word; }
+    constexpr std::uint64_t FileOffsetMB() const { return m_word >> 20; }
+    constexpr std::uint64_t ReservedBits() const {
+        return (m_word & ~(StateMask | OffsetMask)) >> 3;
+    }
+    constexpr unsigned StateBits() const { return static_cast<unsigned>(m_word & StateMask); }
+
+    constexpr const CStateMeaning& StateMeaning() const { return StateMeanings[StateBits()]; }
     /// Of a payload entry whose state bits mean something.
-    CPayloadBlock::EState PayloadState() const { return StateMeaning().state; }
+    constexpr CPayloadBlock::EState PayloadState() const { return StateMeaning().state; }
+    /// Of a payload entry: the block has data in the file.
+    constexpr bool HasData() const { return StateMeaning().dataMask != 0; }
 
     /// Of a payload entry; 0 for a block without data, so that it is never the furthest one.
-    std::uint64_t DataOffset() const { return FileOffsetMB() & StateMeaning().dataMask; }
+    constexpr std::uint64_t DataOffset() const { return FileOffsetMB() & StateMeaning().dataMask; }
 
-    operator CPayloadBlock() const { return {FileOffsetMB(), PayloadState()}; }
+    constexpr operator CPayloadBlock() const { return {FileOffsetMB(), PayloadState()}; }
 
-    bool IsSectorBitmapNotPresent() const { return StateBits() == 0; }
-    bool IsSectorBitmapPresent() const { return StateBits() == 6; }
+    constexpr bool IsSectorBitmapNotPresent() const { return StateBits() == 0; }
+    constexpr bool IsSectorBitmapPresent() const { return StateBits() == 6; }
 
 private:
     std::uint64_t m_word;

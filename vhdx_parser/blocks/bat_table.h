@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "vhdx_parser/blocks/bat_entry.h"
-#include "vhdx_parser/blocks/bat_geometry.h"
+#include "vhdx_parser/blocks/geometry.h"
 
 namespace NVHDX {
 

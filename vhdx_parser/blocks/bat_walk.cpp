@@ -12,10 +12,6 @@ namespace NVHDX {
 
 namespace {
 
-/// The state bits that a payload entry may have, one bit each: 0 to 3 and 6, and with a parent 7.
-constexpr unsigned StateBitsWithoutParent = 0b0100'1111;
-constexpr unsigned StateBitsWithParent = 0b1100'1111;
-
 void TracePayloadBlock(std::uint32_t index, const CBATEntry& entry) {
     NDebugTrace::Trace(NDebugTrace::levelInformation, "Payload block. ", "Index is \"", index,
                        "\"; Offset is \"", entry.FileOffsetMB(), "\" MB; State is \"",
@@ -28,7 +24,7 @@ CBATWalk::CBATWalk(const CBATTable& table, std::uint32_t ratio, bool hasParent)
     : m_table(table),
       m_ratio(ratio),
       m_hasParent(hasParent),
-      m_allowedStateBits(hasParent ? StateBitsWithParent : StateBitsWithoutParent) {
+      m_allowedStateBits(hasParent ? PayloadStateBitsWithParent : PayloadStateBitsWithoutParent) {
     m_chunks.reserve(table.Count() / (std::size_t{ratio} + 1) + 1);
 }
 

@@ -1,11 +1,10 @@
 #include "vhdx_parser/chain/candidate_reader.h"
 
-#include <algorithm>
-#include <string_view>
 #include <utility>
 
 #include <vhdx_parser/file_system.h>
 
+#include "vhdx_parser/chain/linking_rule.h"
 #include "vhdx_parser/foundation/path.h"
 #include "vhdx_parser/foundation/trace.h"
 
@@ -27,26 +26,17 @@ std::shared_ptr<CFileObject<TChar>> OpenDisk(std::basic_string<TChar> path) {
     return file;
 }
 
-/// Names in the folder are compared as they are on disk. A narrow name keeps the low byte of each
-/// character, with no regard to code pages (deliberately).
-template <class TChar>
-std::basic_string<TChar> NameFromLocator(std::wstring_view name) {
-    std::basic_string<TChar> converted(name.size(), TChar());
-    std::transform(name.begin(), name.end(), converted.begin(),
-                   [](wchar_t character) { return static_cast<TChar>(character); });
-    return converted;
-}
-
-/// Takes the parent's file name from a relative path of the form ".\name".
+/// Takes the parent's file name from a relative path.
 template <class TChar>
 bool ParseRelativePath(std::basic_string<TChar>& parentName, const std::wstring& relativePath) {
-    if (relativePath.size() < 2) {
+    const NLinkingRule::CParentPath path = NLinkingRule::ParentFileName(relativePath);
+    if (path.problem == NLinkingRule::EPathProblem::tooShort) {
         return Fail("ID length < 2");
     }
-    if (relativePath[0] != L'.' || relativePath[1] != L'\\') {
+    if (path.problem == NLinkingRule::EPathProblem::notInSameFolder) {
         return Fail("symble error");
     }
-    parentName = NameFromLocator<TChar>(std::wstring_view(relativePath).substr(2));
+    parentName = NLinkingRule::NameFromLocator<TChar>(path.name);
     return true;
 }
 
@@ -55,15 +45,6 @@ template <class TChar>
 bool ReadParentName(std::basic_string<TChar>& parentName, const NMetadata::CParent& parent) {
     const auto entry = parent.entries.find(NMetadata::CParent::formatRelativePath);
     return entry != parent.entries.end() && ParseRelativePath(parentName, entry->second.value);
-}
-
-template <class TChar>
-bool HasDiskExtension(const std::basic_string<TChar>& name) {
-    static const TChar differencing[] = {'a', 'v', 'h', 'd', 'x', 0};
-    static const TChar base[] = {'v', 'h', 'd', 'x', 0};
-    std::basic_string<TChar> extension;
-    return NSystem::ExtractFileExt(extension, name) &&
-           (extension == differencing || extension == base);
 }
 
 }  // namespace
@@ -111,7 +92,8 @@ bool ReadCandidates(std::vector<CChainCandidate<TChar>>& candidates,
     return NSystem::for_each_item_in_folder(
         folder, nullptr,
         [&](bool&, bool isFolder, std::basic_string<TChar>& name, const NSystem::CFileAttributes&) {
-            return isFolder || !HasDiskExtension(name) || ReadItem(candidates, folder, name);
+            return isFolder || !NLinkingRule::HasDiskExtension(name) ||
+                   ReadItem(candidates, folder, name);
         });
 }
 

@@ -1,7 +1,7 @@
 #ifndef VHDX_PARSER_CHAIN_CHAIN_LINKING_H
 #define VHDX_PARSER_CHAIN_CHAIN_LINKING_H
 
-/// Groups the disks of a folder into chains by the names of their parents.
+/// Groups the opened disks of a folder into chains, by the linking rule.
 
 #include <vector>
 
@@ -17,12 +17,8 @@ using TChain = std::vector<CChainCandidate<TChar>>;
 template <class TChar>
 bool EveryParentIsPresent(const std::vector<CChainCandidate<TChar>>& candidates);
 
-/// Takes the candidates into one chain for each base disk, in list order.
-///
-/// A differencing disk is attached when the tip of a chain is its parent, the earliest chain and
-/// the first such disk of the list first. Does not return when some disk can never be attached: its
-/// parent has another child before it, is no part of a chain that starts with a base disk, or does
-/// not exist.
+/// Takes the candidates into the chains that the rule makes of them. Does not return when it leaves
+/// a disk unattached.
 template <class TChar>
 std::vector<TChain<TChar>> LinkChains(std::vector<CChainCandidate<TChar>>& candidates);
 

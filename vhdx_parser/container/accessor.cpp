@@ -1,8 +1,8 @@
 #include <vhdx_parser/accessor.h>
 
-#include "vhdx_parser/container/current_header.h"
 #include "vhdx_parser/container/file_identifier.h"
-#include "vhdx_parser/container/log_entry.h"
+#include "vhdx_parser/container/header_choice.h"
+#include "vhdx_parser/container/log_trace.h"
 #include "vhdx_parser/container/metadata_table.h"
 #include "vhdx_parser/container/region_table.h"
 #include "vhdx_parser/foundation/positioned_transfer.h"

@@ -16,35 +16,14 @@ using CMetadata = CAccessor::CMetadata;
 
 namespace {
 
-struct CKnownItem {
-    const _GUID& itemId;
-    CMetadata::EType type;
-    const char* text;
-};
-
-constexpr CKnownItem KnownItems[] = {
-    {NFormat::FileParametersItem, CMetadata::typeFileParameters,
-     "type = CMetadata::typeFileParameters"},
-    {NFormat::VirtualDiskSizeItem, CMetadata::typeVirtualDiskSize,
-     "type = CMetadata::typeVirtualDiskSize"},
-    {NFormat::Page83DataItem, CMetadata::typePage83Data, "type = CMetadata::typePage83Data"},
-    {NFormat::LogicalSectorSizeItem, CMetadata::typeLogicalSectorSize,
-     "type = CMetadata::typeLogicalSectorSize"},
-    {NFormat::PhysicalSectorSizeItem, CMetadata::typePhysicalSectorSize,
-     "type = CMetadata::typePhysicalSectorSize"},
-    {NFormat::ParentLocatorItem, CMetadata::typeParentLocator,
-     "type = CMetadata::typeParentLocator"},
-};
-
 /// No type for an unknown item, which is not traced either.
 std::optional<CMetadata::EType> Classify(const _GUID& itemId) {
-    for (const CKnownItem& item : KnownItems) {
-        if (IsEqual(itemId, item.itemId)) {
-            Trace(NDebugTrace::levelInformation, "METADATA_REGION ", item.text);
-            return item.type;
-        }
+    const NFormat::CKnownItem* const known = NFormat::FindItem(itemId);
+    if (known == nullptr) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    Trace(NDebugTrace::levelInformation, "METADATA_REGION ", "type = CMetadata::", known->typeName);
+    return known->type;
 }
 
 bool ReadTableHeader(std::basic_istream<unsigned char>& stream, std::uint64_t regionOffset,

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <vhdx_parser/accessor.h>
@@ -14,6 +13,7 @@
 namespace NVHDX {
 
 using CParent = NMetadata::CParent;
+using NFormat::CKnownKey;
 using NFormat::VHDX_PARENT_LOCATOR_ENTRY;
 
 namespace {
@@ -24,21 +24,6 @@ bool Fail(const char* text) {
     NDebugTrace::Trace(NDebugTrace::levelFailure, Tag, text);
     return false;
 }
-
-struct CKnownKey {
-    std::string_view key;
-    CParent::EFormat format;
-    const char* name;
-};
-
-/// No two keys have the same length, so the length alone selects the key to compare with.
-constexpr CKnownKey KnownKeys[] = {
-    {"parent_linkage", CParent::formatParentLinkage, "formatParentLinkage"},
-    {"parent_linkage2", CParent::formatParentLinkage2, "formatParentLinkage2"},
-    {"relative_path", CParent::formatRelativePath, "formatRelativePath"},
-    {"volume_path", CParent::formatVolumePath, "formatVolumePath"},
-    {"absolute_win32_path", CParent::formatAbsoluteWin32Path, "formatAbsoluteWin32Path"},
-};
 
 /// Reads the keys and values of one locator, relative to the start of its item.
 class CLocatorReader {
@@ -74,7 +59,7 @@ public:
         if (known == nullptr) {
             return Fail("bad format");
         }
-        NDebugTrace::Trace(NDebugTrace::levelDetail, Tag, known->name);
+        NDebugTrace::Trace(NDebugTrace::levelDetail, Tag, known->formatName);
         if (!ReadBytes(entry.ValueOffset.Value(), entry.ValueLength.Value())) {
             return Fail("failed istreamstr Reading");
         }
@@ -117,7 +102,7 @@ private:
 
     /// The key that the text read last is, letter for letter.
     const CKnownKey* MatchKey() const {
-        for (const CKnownKey& known : KnownKeys) {
+        for (const CKnownKey& known : NFormat::KnownKeys) {
             if (known.key.size() == m_text.size()) {
                 const std::wstring expected(known.key.begin(), known.key.end());
                 return m_text == expected ? &known : nullptr;

@@ -45,13 +45,9 @@ bool FindRegionTable(std::basic_istream<unsigned char>& stream, CTableContainer&
 }
 
 CRegion::EType Classify(const _GUID& guid) {
-    if (IsEqual(guid, NFormat::BATRegion)) {
-        Trace(NDebugTrace::levelInformation, "MAP_REGION ", "type = CRegion::typeBAT");
-        return CRegion::typeBAT;
-    }
-    if (IsEqual(guid, NFormat::MetadataRegion)) {
-        Trace(NDebugTrace::levelInformation, "MAP_REGION ", "type = CRegion::typeMetadata");
-        return CRegion::typeMetadata;
+    if (const NFormat::CKnownRegion* const known = NFormat::FindRegion(guid)) {
+        Trace(NDebugTrace::levelInformation, "MAP_REGION ", "type = CRegion::", known->typeName);
+        return known->type;
     }
     Trace(NDebugTrace::levelInformation, "MAP_REGION ",
           "type = ", static_cast<std::int32_t>(CRegion::typeUnknown));

@@ -5,6 +5,8 @@
 
 #include <windows.h>
 
+#include "vhdx_parser/foundation/utf16.h"
+
 #if defined(_MSC_VER)
 extern "C" unsigned int __cdecl ___lc_codepage_func();
 #endif
@@ -12,13 +14,8 @@ extern "C" unsigned int __cdecl ___lc_codepage_func();
 namespace NCodePage {
 namespace {
 
-bool IsHighSurrogate(wchar_t unit) {
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
-bool IsLowSurrogate(wchar_t unit) {
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
+using NUtf16::IsHighSurrogate;
+using NUtf16::IsLowSurrogate;
 
 /// Windows would make halves of a pair U+FFFD, which a file name may have.
 std::wstring WithoutHalves(std::wstring_view text) {

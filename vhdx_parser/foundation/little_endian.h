@@ -24,6 +24,19 @@ TNumber LoadLittleEndian(const unsigned char* bytes) {
     return number;
 }
 
+/// Puts the bytes of an unsigned number where `bytes` points. On a little-endian host this is one
+/// store.
+template <class TNumber>
+void StoreLittleEndian(unsigned char* bytes, TNumber number) {
+    if constexpr (std::endian::native == std::endian::little) {
+        std::memcpy(bytes, &number, sizeof(number));
+    } else {
+        for (std::size_t i = 0; i < sizeof(number); ++i) {
+            bytes[i] = static_cast<unsigned char>(number >> (8 * i));
+        }
+    }
+}
+
 /// An unsigned number as a field of an on-disk record.
 template <class TNumber>
 struct CLittleEndian {

@@ -1,7 +1,8 @@
-#include "vhdx_parser/container/log_entry.h"
+#include "vhdx_parser/container/log_trace.h"
 
 #include <vhdx_parser/guid.h>
 
+#include "vhdx_parser/container/traced_log_entry.h"
 #include "vhdx_parser/foundation/positioned_transfer.h"
 #include "vhdx_parser/foundation/trace.h"
 
@@ -18,7 +19,7 @@ void TraceHeader(const NFormat::VHDX_HEADER& header) {
     Trace(NDebugTrace::levelInformation, "HDR ", "Log lenght = ", header.LogLength.Value());
 }
 
-void TraceEntry(const NFormat::VHDX_LOG_ENTRY_HEADER& entry) {
+void TraceEntry(const NFormat::VHDX_TRACED_LOG_ENTRY_HEADER& entry) {
     Trace(NDebugTrace::levelInformation, "LOG ", "Log id = ", entry.LogGuid.Value());
     Trace(NDebugTrace::levelInformation, "LOG ",
           "Log suquence number = ", entry.SequenceNumber.Value());
@@ -40,7 +41,7 @@ bool TraceLog(std::basic_istream<unsigned char>& stream, const NFormat::VHDX_HEA
         Trace(NDebugTrace::levelFailure, "LOG ", "bad position");
         return false;
     }
-    NFormat::VHDX_LOG_ENTRY_HEADER entry;
+    NFormat::VHDX_TRACED_LOG_ENTRY_HEADER entry;
     if (!NStreamPortion::ReadBlock(stream, &entry, sizeof(entry))) {
         Trace(NDebugTrace::levelFailure, "LOG ENTRY HEADER ", "failed Stream Portion Reading");
         return false;

@@ -1,4 +1,4 @@
-#include "vhdx_parser/container/current_header.h"
+#include "vhdx_parser/container/header_choice.h"
 
 #include "vhdx_parser/foundation/trace.h"
 
