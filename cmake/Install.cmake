@@ -1,10 +1,10 @@
-# Installs the headers, the library, a CMake package and a pkg-config file.
+# Installs the headers, the libraries, a CMake package and pkg-config files.
 
 include(CMakePackageConfigHelpers)
 
-install(DIRECTORY include/vhdx_parser DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
+install(DIRECTORY include/vhdx_parser include/vhdx_disk DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
         FILES_MATCHING PATTERN "*.h")
-install(TARGETS vhdx_parser EXPORT vhdx_parserTargets
+install(TARGETS vhdx_parser vhdx_disk EXPORT vhdx_parserTargets
         RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
         LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
         ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")

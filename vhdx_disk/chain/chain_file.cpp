@@ -1,0 +1,63 @@
+#include "vhdx_disk/chain/chain_file.h"
+
+#include "vhdx_disk/source/fail.h"
+#include "vhdx_disk/table/container.h"
+
+namespace NVHDXDisk {
+
+namespace {
+
+/// What the file does not tell keeps its value.
+void ReadIdentity(CContainer& container, CDiskFile& told) {
+    NVHDX::NMetadata::CPage83Data page83;
+    NVHDX::NMetadata::CPhysicalSectorSize sector;
+    if (container.Retrieve(page83)) {
+        told.identifier = page83.page83Data;
+    }
+    if (container.Retrieve(sector)) {
+        told.physicalSectorSize = sector.sectorSize;
+    }
+    told.header = ReadCurrentHeader(container.Bytes());
+}
+
+bool LoadBlocks(const CSourcePointer& source, const CLoadedTable& table, CChainFile& file,
+                CFailure& failure) {
+    if (table.blocks != nullptr) {
+        return file.blocks.Load(CEntriesOfModel(table.blocks), file.geometry, *source, failure);
+    }
+    const auto entries = FindTable(source, file.geometry, failure);
+    return entries != nullptr && file.blocks.Load(*entries, file.geometry, *source, failure);
+}
+
+bool ReadLocator(CContainer& container, CDiskFile& told, CFailure& failure) {
+    if (!told.HasParent() || (container.Retrieve(told.locator) && told.locator.present)) {
+        return true;
+    }
+    return Fail(failure, CFailure::damaged, told.path,
+                "the disk has a parent, and its parent locator cannot be read");
+}
+
+}  // namespace
+
+bool OpenChainFile(const CSourcePointer& source, ELog log, const CLoadedTable& table,
+                   CChainFile& file, CDiskFile& told, CFailure& failure) {
+    CContainer container;
+    if (!container.Open(source, log, failure) ||
+        !ReadGeometry(container.Accessor(), container.Stream(), source->Path(), file.geometry,
+                      failure) ||
+        !LoadBlocks(container.File().bytes, table, file, failure)) {
+        return false;
+    }
+    file.file = container.File();
+    told.path = source->Path();
+    told.size = source->Size();
+    told.log = container.File().log;
+    told.role = file.geometry.hasParent ? CDiskFile::checkpoint : CDiskFile::base;
+    told.virtualSize = file.geometry.virtualSize;
+    told.blockSize = file.geometry.blockSize;
+    told.logicalSectorSize = file.geometry.logicalSectorSize;
+    ReadIdentity(container, told);
+    return ReadLocator(container, told, failure);
+}
+
+}  // namespace NVHDXDisk

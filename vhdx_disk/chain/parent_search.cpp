@@ -1,0 +1,99 @@
+#include "vhdx_disk/chain/parent_search.h"
+
+#include <algorithm>
+
+#include <vhdx_disk/replayed_stream.h>
+
+#include "vhdx_disk/chain/locator_path.h"
+#include "vhdx_disk/chain/parent_linkage.h"
+
+namespace NVHDXDisk {
+
+namespace {
+
+using NVHDX::NMetadata::CParent;
+namespace fs = std::filesystem;
+
+void Add(std::vector<fs::path>& candidates, const fs::path& candidate) {
+    fs::path normal = candidate.lexically_normal();
+    if (std::find(candidates.begin(), candidates.end(), normal) == candidates.end()) {
+        candidates.push_back(std::move(normal));
+    }
+}
+
+void AddRelative(std::vector<fs::path>& candidates, const fs::path& relative, const fs::path& child,
+                 const CParentSearch& search) {
+    const fs::path folder = child.parent_path();
+    Add(candidates, folder / relative.relative_path());
+    if (relative.filename() != child.filename()) {
+        Add(candidates, folder / relative.filename());
+    }
+    for (const fs::path& other : search.folders) {
+        Add(candidates, other / relative.filename());
+    }
+}
+
+ETie TieOf(const std::vector<_GUID>& linkages, const IByteSource& parent) {
+    if (linkages.empty()) {
+        return ETie::unlinked;
+    }
+    const auto header = ReadCurrentHeader(parent);
+    const bool isLinked =
+        header && std::any_of(linkages.begin(), linkages.end(), [&](const _GUID& linkage) {
+            return IsEqual(linkage, header->dataWriteGuid);
+        });
+    return isLinked ? ETie::linked : ETie::changed;
+}
+
+}  // namespace
+
+fs::path FolderOf(const fs::path& path) {
+    return path.lexically_normal().parent_path();
+}
+
+ETie TieOf(const CParent& locator, const IByteSource& parent) {
+    return TieOf(LinkagesOf(locator), parent);
+}
+
+std::vector<fs::path> ParentCandidates(const CParent& locator, const fs::path& child,
+                                       const CParentSearch& search) {
+    std::vector<fs::path> candidates;
+    if (const auto relative = RecordedPath(locator, CParent::formatRelativePath)) {
+        AddRelative(candidates, *relative, child, search);
+    }
+    if (search.recordedPaths) {
+        for (const auto format : AbsoluteFormats) {
+            if (const auto path = RecordedPath(locator, format)) {
+                Add(candidates, *path);
+            }
+        }
+    }
+    return candidates;
+}
+
+std::optional<CParentFile> FindParent(const CParent& locator, const fs::path& child,
+                                      const CParentSearch& search) {
+    const std::vector<_GUID> linkages = LinkagesOf(locator);
+    std::optional<CParentFile> first;
+    for (const fs::path& path : ParentCandidates(locator, child, search)) {
+        const bool named = search.IsNamed(path);
+        if (!named && (linkages.empty() || !search.opener->MayBeDisk(path))) {
+            continue;
+        }
+        CFailure ignored;
+        const CSourcePointer source = search.opener->Open(path, ignored);
+        if (source == nullptr) {
+            continue;
+        }
+        const ETie tie = TieOf(linkages, *source);
+        if (tie == ETie::linked) {
+            return CParentFile{source, tie};
+        }
+        if (named && !first) {
+            first = {source, tie};
+        }
+    }
+    return first;
+}
+
+}  // namespace NVHDXDisk

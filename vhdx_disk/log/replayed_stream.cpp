@@ -1,0 +1,52 @@
+#include <vhdx_disk/replayed_stream.h>
+
+#include <optional>
+
+#include "vhdx_disk/log/log_replay.h"
+#include "vhdx_disk/source/source_buffer.h"
+
+namespace NVHDXDisk {
+
+struct CReplayedStream::CParts {
+    CReplayedFile file;
+    std::optional<CSourceBuffer> buffer;
+};
+
+CReplayedStream::CReplayedStream(const std::filesystem::path& path, ELog log, CFailure& reason)
+    : CReplayedStream(OpenFile(path, reason), log, reason) {}
+
+CReplayedStream::CReplayedStream(const CSourcePointer& file, ELog log, CFailure& reason)
+    : std::basic_istream<unsigned char>(nullptr), m_parts(std::make_unique<CParts>()) {
+    if (file != nullptr) {
+        Open(file, log, reason);
+    }
+}
+
+/// The buffer goes before the stream that shows it, which does not look at it any more.
+CReplayedStream::~CReplayedStream() = default;
+
+void CReplayedStream::Open(const CSourcePointer& file, ELog log, CFailure& reason) {
+    const bool isReplayed = Replay(file, log, m_parts->file, reason);
+    rdbuf(&m_parts->buffer.emplace(m_parts->file.bytes));
+    if (!isReplayed) {
+        setstate(std::ios_base::failbit);
+    }
+}
+
+bool CReplayedStream::IsOpen() const {
+    return m_parts->file.file != nullptr;
+}
+
+const CLogState& CReplayedStream::Log() const {
+    return m_parts->file.log;
+}
+
+const CSourcePointer& CReplayedStream::File() const {
+    return m_parts->file.file;
+}
+
+const CSourcePointer& CReplayedStream::Replayed() const {
+    return m_parts->file.bytes;
+}
+
+}  // namespace NVHDXDisk

@@ -1,0 +1,19 @@
+#include <vhdx_disk/path.h>
+
+#include "vhdx_parser/foundation/utf16.h"
+
+namespace NVHDXDisk {
+
+std::string TextOf(const std::filesystem::path& path) {
+#if defined(_WIN32)
+    return Utf8(path.native());
+#else
+    return path.native();
+#endif
+}
+
+std::string Utf8(std::wstring_view text) {
+    return NUtf16::ToUtf8(text);
+}
+
+}  // namespace NVHDXDisk

@@ -1,0 +1,78 @@
+#include "vhdx_disk/table/container.h"
+
+#include "vhdx_disk/source/fail.h"
+#include "vhdx_disk/source/record.h"
+#include "vhdx_parser/container/format.h"
+
+namespace NVHDXDisk {
+
+namespace {
+
+using NVHDX::NFormat::VHDX_FILE_IDENTIFIER;
+using NVHDX::NFormat::VHDX_REGION_TABLE_HEADER;
+
+bool ClaimsTooManyRegions(const IByteSource& source) {
+    VHDX_REGION_TABLE_HEADER table;
+    CFailure unreadable;
+    return ReadRecord(source, VHDX_REGION_TABLE_HEADER::FirstPosition, table, unreadable) &&
+           table.Signature.Value() == VHDX_REGION_TABLE_HEADER::ExpectedSignature &&
+           table.EntryCount.Value() > VHDX_REGION_TABLE_HEADER::MostEntries;
+}
+
+bool FailToEnter(const IByteSource& source, CFailure& failure) {
+    if (!HasIdentifier(source)) {
+        return Fail(failure, CFailure::notADisk, source.Path(),
+                    "this is no VHDX disk: the file does not begin with \"vhdxfile\"");
+    }
+    return Fail(failure, CFailure::damaged, source.Path(),
+                "the disk is damaged: its headers, the place of its log, its region table or its "
+                "metadata table cannot be read");
+}
+
+/// The opening of a disk file, for everybody who reads one.
+bool EnterOrTell(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& stream,
+                 const IByteSource& source, const CLogState& log, CFailure& failure) {
+    if (ClaimsTooManyRegions(source)) {
+        return Fail(failure, CFailure::damaged, source.Path(), TooManyRegions);
+    }
+    stream.seekg(0);
+    if (!accessor.Entry(stream)) {
+        return FailToEnter(source, failure);
+    }
+    // Only now: what is no container at all should be called so.
+    return log.status != CLogState::noHeader ||
+           Fail(failure, CFailure::logNotReplayed, source.Path(), NoValidHeader);
+}
+
+}  // namespace
+
+bool HasIdentifier(const IByteSource& source) {
+    CLittleEndian64 signature;
+    CFailure unreadable;
+    return ReadRecord(source, 0, signature, unreadable) &&
+           signature.Value() == VHDX_FILE_IDENTIFIER::ExpectedSignature;
+}
+
+bool Enter(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& stream,
+           const IByteSource& source) {
+    stream.clear();
+    stream.seekg(0);
+    return !ClaimsTooManyRegions(source) && accessor.Entry(stream);
+}
+
+bool CContainer::Open(const CSourcePointer& source, ELog log, CFailure& failure) {
+    if (!Replay(source, log, m_file, failure)) {
+        return false;
+    }
+    m_stream.rdbuf(&m_buffer.emplace(m_file.bytes));
+    return EnterOrTell(m_accessor, m_stream, Bytes(), m_file.log, failure);
+}
+
+bool OpenContainer(NVHDX::CAccessor& accessor, CReplayedStream& stream, CFailure& failure) {
+    if (!stream.IsOpen()) {
+        return Fail(failure, CFailure::cannotBeOpened, {}, "the file is not open");
+    }
+    return EnterOrTell(accessor, stream, *stream.Replayed(), stream.Log(), failure);
+}
+
+}  // namespace NVHDXDisk
