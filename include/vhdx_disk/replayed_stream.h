@@ -73,7 +73,7 @@ public:
     VHDX_DISK_API CReplayedStream(const CSourcePointer& file, ELog log, CFailure& reason);
     CReplayedStream(const CReplayedStream&) = delete;
     CReplayedStream& operator=(const CReplayedStream&) = delete;
-    VHDX_DISK_API ~CReplayedStream() override;
+    ~CReplayedStream() override = default;
 
     /// Whether there is a file at all: false only when it could not be opened.
     [[nodiscard]] VHDX_DISK_API bool IsOpen() const;
@@ -88,7 +88,9 @@ private:
     void Open(const CSourcePointer& file, ELog log, CFailure& reason);
 
     struct CParts;
-    std::unique_ptr<CParts> m_parts;
+    /// Never shared. So the destructor can stand here, and a host's compiler has all of the type,
+    /// which `dynamic_cast` and instrumentation ask for.
+    std::shared_ptr<CParts> m_parts;
 };
 
 /// `CAccessor::Entry` for files that nobody vouches for: false, with the reason in `failure`, when

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Compares the names that the shared library shows with the list of the exported interface.
+# Compares the names that a shared library shows with the list of its exported interface.
 #
-# usage: check_exported_names.sh LIBRARY
+# usage: check_exported_names.sh LIBRARY LIST
 set -euo pipefail
 export LC_ALL=C
 
@@ -12,16 +12,16 @@ trap 'rm -rf "$folder"' EXIT
 
 # Weak symbols are copies that the compiler makes of templates and type descriptions. Those of the
 # standard library and of the exceptions that leave the library (Boost's) have to be shared between
-# library and host, and are no names of ours. Nothing of namespace NVHDX is let through here.
+# library and host, and are no names of ours. Nothing of our namespaces is let through here.
 made_by_the_compiler='^[VWuv] ((vtable|typeinfo|typeinfo name|VTT|construction vtable|guard variable|non-virtual thunk to|virtual thunk to) (for )?)?([a-z_ ]+ )?(std|__gnu_cxx|boost)::'
 
 nm -DC --defined-only "$1" | sed -E 's/^[0-9a-f]+ +//' >"$folder/symbols"
 grep -vE "$made_by_the_compiler" "$folder/symbols" | sed -E 's/^[A-Za-z] //' |
     readable_names | sort -u >"$folder/shown"
-grep -vE '^(#|$)' "$here/expected.txt" | sort -u >"$folder/expected"
+expected_names "$2" | grep -v '^Windows: ' | sort -u >"$folder/expected"
 
 if ! cmp -s "$folder/expected" "$folder/shown"; then
-    echo "The exported names differ from tests/exports/expected.txt."
+    echo "The exported names differ from tests/exports/$(basename "$2")."
     comm -23 "$folder/expected" "$folder/shown" | sed 's/^/missing: /'
     comm -13 "$folder/expected" "$folder/shown" | sed 's/^/surplus: /'
     exit 1

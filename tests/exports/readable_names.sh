@@ -1,9 +1,19 @@
 # shellcheck shell=bash
+# What the checks of the exported names share.
+
+# The names in the list of an exported interface. Those that only the library for Windows shows have
+# "Windows: " before them.
+expected_names() {
+    grep -vE '^(#|$)' "$1"
+}
+
 # Makes a list of demangled names readable: the usual short names of the standard library's
 # types in place of their spelled-out template arguments.
-
 readable_names() {
     sed -E '
+        s/\[abi:cxx11\]//g
+        s/std::filesystem::__cxx11::path/std::filesystem::path/g
+        s/std::basic_string_view<wchar_t, std::char_traits<wchar_t> >/std::wstring_view/g
         s/std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >/std::string/g
         s/std::__cxx11::basic_string<wchar_t, std::char_traits<wchar_t>, std::allocator<wchar_t> >/std::wstring/g
         s/, std::char_traits<unsigned char>//g

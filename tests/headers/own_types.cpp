@@ -16,9 +16,11 @@ typedef struct _GUID {
 typedef std::int64_t __int64;
 #endif
 
+#include <vhdx_disk/vhdx_disk.h>
 #include <vhdx_parser/vhdx_parser.h>
 
 int main() {
     const __int64 zero = 0;
-    return IsNull(GUID{}) && NVHDX::CAccessor().RequestBATOffset() == zero ? 0 : 1;
+    const bool isNull = IsNull(GUID{}) && IsNull(NVHDXDisk::CTreeFile().identifier);
+    return isNull && NVHDX::CAccessor().RequestBATOffset() == zero ? 0 : 1;
 }

@@ -47,6 +47,13 @@ TEST(LoadLibrary, NeedsNothingButWhatWindowsHas) {
                 testing::UnorderedElementsAre("KERNEL32.dll", "msvcrt.dll"));
 }
 
+TEST(LoadLibrary, TheDiskLibraryNeedsTheOtherOneAndWhatWindowsHas) {
+    const CLoadedLibrary library("vhdx_disk.dll");
+    ASSERT_TRUE(library);
+    EXPECT_THAT(library.NeededLibraries(),
+                testing::UnorderedElementsAre("KERNEL32.dll", "msvcrt.dll", "vhdx_parser.dll"));
+}
+
 TEST(LibraryLoad, SwitchesThreadNotificationsOff) {
     EXPECT_EQ(NoticesOfOneThread("notices_with_library_load.dll"), 0);
 }

@@ -16,14 +16,11 @@ CReplayedStream::CReplayedStream(const std::filesystem::path& path, ELog log, CF
     : CReplayedStream(OpenFile(path, reason), log, reason) {}
 
 CReplayedStream::CReplayedStream(const CSourcePointer& file, ELog log, CFailure& reason)
-    : std::basic_istream<unsigned char>(nullptr), m_parts(std::make_unique<CParts>()) {
+    : std::basic_istream<unsigned char>(nullptr), m_parts(std::make_shared<CParts>()) {
     if (file != nullptr) {
         Open(file, log, reason);
     }
 }
-
-/// The buffer goes before the stream that shows it, which does not look at it any more.
-CReplayedStream::~CReplayedStream() = default;
 
 void CReplayedStream::Open(const CSourcePointer& file, ELog log, CFailure& reason) {
     const bool isReplayed = Replay(file, log, m_parts->file, reason);
