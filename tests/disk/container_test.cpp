@@ -157,5 +157,21 @@ TEST_F(ContainerOpening, TellsWhatIsNoFile) {
               "this is a folder, not a disk file");
 }
 
+/// Who does not ask the stream first is told the same kind.
+TEST_F(ContainerOpening, OfAStreamThatFailedTellsWhatFailed) {
+    CFailure failure;
+    NVHDX::CAccessor accessor;
+    CReplayedStream absent(m_folder / "absent.vhdx", ELog::replay, failure);
+    EXPECT_FALSE(NVHDXDisk::OpenContainer(accessor, absent, failure));
+    EXPECT_EQ(failure.kind, CFailure::cannotBeOpened);
+    const auto path = m_folder / "disk.vhdx";
+    CImageBuilder().LogAt(NGuid::unknown, 1 * MiB, 1048576).Build().WriteTo(path);
+    CReplayedStream stream(path, ELog::replay, failure);
+    EXPECT_FALSE(NVHDXDisk::OpenContainer(accessor, stream, failure));
+    EXPECT_EQ(failure.kind, CFailure::logNotReplayed);
+    EXPECT_EQ(failure.file, path);
+    EXPECT_EQ(failure.reason, "the log cannot be replayed");
+}
+
 }  // namespace
 }  // namespace NTest
