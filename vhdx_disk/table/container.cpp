@@ -72,6 +72,10 @@ bool OpenContainer(NVHDX::CAccessor& accessor, CReplayedStream& stream, CFailure
     if (!stream.IsOpen()) {
         return Fail(failure, CFailure::cannotBeOpened, {}, "the file is not open");
     }
+    if (stream.Log().status == CLogState::unreadable) {
+        return Fail(failure, CFailure::logNotReplayed, stream.File()->Path(),
+                    "the log cannot be replayed");
+    }
     return EnterOrTell(accessor, stream, *stream.Replayed(), stream.Log(), failure);
 }
 
