@@ -6,14 +6,13 @@
 #include <string>
 #include <vector>
 
+#include <vhdx_disk/folder.h>
 #include <vhdx_parser/vhdx_parser.h>
 
 #include "fuzz/kept_file.h"
 #include "fuzz/patches.h"
 #include "fuzz/target.h"
 #include "fuzz/walk_choice.h"
-#include "host/container_entry.h"
-#include "host/folder_tree.h"
 #include "tests/chain/differencing_model.h"
 #include "tests/support/temporary_folder.h"
 
@@ -81,9 +80,9 @@ bool IsSmall(const CCircuit& circuit) {
 }
 
 /// The tree does not follow such a claim, the library does.
-bool ClaimsTooManyRegions(const NVHDXHost::CLinking& linking) {
+bool ClaimsTooManyRegions(const NVHDXDisk::CLinkingForecast& linking) {
     return std::any_of(linking.reasons.begin(), linking.reasons.end(), [](const auto& reason) {
-        return reason.find(NVHDXHost::TooManyRegions) != reason.npos;
+        return reason.find("the region table claims more entries") != reason.npos;
     });
 }
 
@@ -107,13 +106,14 @@ void RunTarget(const std::uint8_t* data, std::size_t size) {
     NFuzz::CInput input(data, size);
     folder.Patch(2 + input.Number(1) % 3, input);
     // A folder in which a disk can never be attached would keep the builder for ever.
-    const auto tree = NVHDXHost::CFolderTree::Scan(folder.Path());
-    if (!tree || tree->Linking().outcome == NVHDXHost::CLinking::neverEnds) {
+    NVHDXDisk::CFailure unread;
+    const auto tree = NVHDXDisk::CFolder::Open(folder.Path(), {}, unread);
+    if (!tree || tree->Linking().outcome == NVHDXDisk::CLinkingForecast::neverEnds) {
         return;
     }
     CSources sources;
     const bool isBuilt = NSnapshotCircuit::NBuilder::DoIt(sources, folder.Name());
-    NFuzz::Require(isBuilt == (tree->Linking().outcome == NVHDXHost::CLinking::links) ||
+    NFuzz::Require(isBuilt == (tree->Linking().outcome == NVHDXDisk::CLinkingForecast::links) ||
                    ClaimsTooManyRegions(tree->Linking()));
     CCircuit circuit;
     if (isBuilt && Prepare(circuit, sources.front())) {

@@ -44,6 +44,14 @@ struct CGeometry {
                                               const std::filesystem::path& file,
                                               CGeometry& geometry, CFailure& failure);
 
+/// Whether blocks of this state own space in the file; those of state Undefined read as zeros all
+/// the same.
+[[nodiscard]] inline bool HasData(NVHDX::CPayloadBlock::EState state) {
+    return state == NVHDX::CPayloadBlock::Undefined ||
+           state == NVHDX::CPayloadBlock::FullyPresent ||
+           state == NVHDX::CPayloadBlock::PartiallyPresent;
+}
+
 /// Neighbouring blocks of one state whose data, if any, also lie one behind the other in the file.
 struct CBlockRun {
     std::uint64_t firstBlock = 0;
@@ -51,13 +59,7 @@ struct CBlockRun {
     NVHDX::CPayloadBlock::EState state = NVHDX::CPayloadBlock::NotPresent;
     std::uint64_t position = 0;  ///< of the first block's data in the file, in bytes; see `HasData`
 
-    /// Whether blocks of this state own space in the file; those of state Undefined read as zeros
-    /// all the same.
-    [[nodiscard]] bool HasData() const {
-        return state == NVHDX::CPayloadBlock::Undefined ||
-               state == NVHDX::CPayloadBlock::FullyPresent ||
-               state == NVHDX::CPayloadBlock::PartiallyPresent;
-    }
+    [[nodiscard]] bool HasData() const { return NVHDXDisk::HasData(state); }
 };
 
 /// Returns false to end the walk.

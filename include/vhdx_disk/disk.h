@@ -14,6 +14,7 @@
 #include <vhdx_parser/guid.h>
 #include <vhdx_parser/metadata.h>
 
+#include <vhdx_disk/block_table.h>
 #include <vhdx_disk/export.h>
 #include <vhdx_disk/failure.h>
 #include <vhdx_disk/finding.h>
@@ -107,6 +108,11 @@ public:
 
     /// Newest first; at least one. Without parents, or of a whole chain, the last one is the base.
     [[nodiscard]] VHDX_DISK_API const std::vector<CDiskFile>& Files() const;
+
+    /// The table of one of the files, by its place in `Files`, with its runs. Null, with the reason
+    /// in `failure`, when it cannot be read any more.
+    [[nodiscard]] VHDX_DISK_API std::shared_ptr<const CBlockTable> Table(std::size_t file,
+                                                                         CFailure& failure) const;
 
     /// What does not fit together though it can be read.
     [[nodiscard]] VHDX_DISK_API const std::vector<CFinding>& Findings() const;

@@ -6,10 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "host/container_entry.h"
+#include <vhdx_disk/replayed_stream.h>
+
 #include "tests/hostile/hostile_disk.h"
 #include "tests/support/sanitizers.h"
 #include "tests/tool/vhdx_command.h"
+#include "tools/vhdx/failure.h"
 #include "tools/vhdx/program.h"
 
 // Every command on every hostile disk: it ends, with one of its statuses, and says in one line why
@@ -126,13 +128,12 @@ bool IsWithoutReplay(const CArguments& arguments) {
 
 /// Why nobody can open the disk; empty when it can be opened.
 std::string OpeningRefusal(const std::filesystem::path& path, bool withoutReplay) {
-    using NVHDXHost::CReplayStream;
-    CReplayStream stream(path,
-                         withoutReplay ? CReplayStream::asItStands : CReplayStream::replayLog);
+    NVHDXDisk::CFailure failure;
+    NVHDXDisk::CReplayedStream stream(
+        path, withoutReplay ? NVHDXDisk::ELog::asItStands : NVHDXDisk::ELog::replay, failure);
     NVHDX::CAccessor accessor;
-    std::string error;
-    (void)NVHDXHost::OpenContainer(accessor, stream, error);
-    return error;
+    const bool isOpen = stream && NVHDXDisk::OpenContainer(accessor, stream, failure);
+    return isOpen ? "" : NTool::ReasonOf(failure);
 }
 
 /// A string of JSON, where nothing but quotes and backslashes needs escaping.

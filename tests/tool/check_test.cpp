@@ -57,10 +57,11 @@ TEST_F(Check, PrintsTheSameAsJson) {
     EXPECT_EQ(result.status, 1);
     const auto findings = nlohmann::ordered_json::parse(result.output);
     ASSERT_EQ(findings.size(), 2U);
-    EXPECT_EQ(findings[0].size(), 4U);
+    EXPECT_EQ(findings[0].size(), 5U);
     EXPECT_EQ(findings[0]["file"], "d.vhdx");
     EXPECT_EQ(findings[0]["where"], "block 8, entry at offset 3145792");
     EXPECT_EQ(findings[0]["kind"], "block-state");
+    EXPECT_EQ(findings[0]["severity"], "error");
     EXPECT_EQ(findings[0]["text"], "the state is none that a block can have (4 or 5)");
     EXPECT_EQ(findings[1]["kind"], "block-in-header");
 }

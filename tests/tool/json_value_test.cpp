@@ -16,7 +16,7 @@ using CMembers = CJsonValue::CMembers;
 std::string Refusal(const std::string& text) {
     try {
         (void)ParseJson(text);
-    } catch (const CFailure& failure) {
+    } catch (const CCommandFailure& failure) {
         return failure.what();
     }
     return "";

@@ -12,7 +12,7 @@ namespace {
 std::string Refusal(const std::string& text) {
     try {
         (void)ParseRanges(text);
-    } catch (const CFailure& failure) {
+    } catch (const CCommandFailure& failure) {
         return failure.what();
     }
     return "taken";

@@ -7,35 +7,33 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <span>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #define NBDKIT_API_VERSION 2
 #include <nbdkit-plugin.h>
 
-#include "host/container_entry.h"
-#include "host/locator_path.h"
-#include "host/merged_reader.h"
+#include <vhdx_disk/path.h>
+#include <vhdx_disk/reader.h>
 
 #define THREAD_MODEL NBDKIT_THREAD_MODEL_PARALLEL
 
 namespace {
 
-using NVHDXHost::CExtent;
-using NVHDXHost::CMergedDisk;
-using NVHDXHost::CMergedReader;
+using NVHDXDisk::CDisk;
+using NVHDXDisk::CExtent;
+using NVHDXDisk::CFailure;
+using NVHDXDisk::CReader;
 
 struct CSettings {
     std::string file;
     std::string folder;
     std::string disk;
-    NVHDXHost::CMergeOptions merge;
+    NVHDXDisk::CDiskOptions options;
 };
 
 CSettings settings;
-std::shared_ptr<const CMergedDisk> servedDisk;
+std::shared_ptr<const CDisk> servedDisk;
 
 /// nbdkit works on several requests of one connection at a time, and a reader on one: a request
 /// takes a reader that nobody uses, and gives it back. There are never more of them than threads.
@@ -49,33 +47,33 @@ public:
         CLease(const CLease&) = delete;
         CLease& operator=(const CLease&) = delete;
 
-        CMergedReader* operator->() const { return m_reader.get(); }
+        CReader* operator->() const { return m_reader.get(); }
 
     private:
         CConnection& m_connection;
-        std::unique_ptr<CMergedReader> m_reader;
+        std::unique_ptr<CReader> m_reader;
     };
 
 private:
-    std::unique_ptr<CMergedReader> Take() {
+    std::unique_ptr<CReader> Take() {
         const std::lock_guard lock(m_mutex);
         if (m_idle.empty()) {
             m_idle.reserve(++m_count);  // so that giving back cannot fail
-            return std::make_unique<CMergedReader>(servedDisk);
+            return std::make_unique<CReader>(servedDisk);
         }
         auto reader = std::move(m_idle.back());
         m_idle.pop_back();
         return reader;
     }
 
-    void GiveBack(std::unique_ptr<CMergedReader> reader) {
+    void GiveBack(std::unique_ptr<CReader> reader) {
         const std::lock_guard lock(m_mutex);
         m_idle.push_back(std::move(reader));
     }
 
     std::mutex m_mutex;
     std::size_t m_count = 0;
-    std::vector<std::unique_ptr<CMergedReader>> m_idle;
+    std::vector<std::unique_ptr<CReader>> m_idle;
 };
 
 CConnection& Connection(void* handle) {
@@ -141,15 +139,14 @@ int Config(const char* key, const char* value) {
             return 0;
         }
         if (name == "other-paths") {
-            return SetFlag(value, [](bool flag) { settings.merge.otherPaths = flag; });
+            return SetFlag(value, [](bool flag) { settings.options.recordedPaths = flag; });
         }
         if (name == "accept-changed-parent") {
-            return SetFlag(value, [](bool flag) { settings.merge.acceptChangedParent = flag; });
+            return SetFlag(value, [](bool flag) { settings.options.acceptChangedParent = flag; });
         }
         if (name == "replay") {
             return SetFlag(value, [](bool flag) {
-                settings.merge.logMode = flag ? NVHDXHost::CReplayStream::replayLog
-                                              : NVHDXHost::CReplayStream::asItStands;
+                settings.options.log = flag ? NVHDXDisk::ELog::replay : NVHDXDisk::ELog::asItStands;
             });
         }
         return Refuse(EINVAL, "unknown parameter " + name);
@@ -166,12 +163,16 @@ int ConfigComplete() {
     return 0;
 }
 
-/// What the command has an option for is a parameter here.
-std::string InParameters(const std::string& error) {
-    const std::string_view hint = NVHDXHost::AsItStandsHint;
-    return error.ends_with(hint) ? error.substr(0, error.size() - hint.size()) +
-                                       " (replay=false shows the file as it stands)"
-                                 : error;
+/// Why the disk cannot be opened, with the parameter that helps where there is one.
+std::string WithAdvice(const CFailure& failure) {
+    switch (failure.kind) {
+        case CFailure::logNotReplayed:
+            return failure.text + " (replay=false shows the file as it stands)";
+        case CFailure::parentChanged:
+            return failure.text + "; accept-changed-parent=true reads it all the same";
+        default:
+            return failure.text;
+    }
 }
 
 /// Opens the chain once, before the first client, so that a bad disk ends nbdkit with the reason.
@@ -180,15 +181,14 @@ int GetReady() {
         const std::filesystem::path path =
             settings.file.empty() ? std::filesystem::path(settings.folder) / settings.disk
                                   : std::filesystem::path(settings.file);
-        settings.merge.acceptOption = "accept-changed-parent=true";
-        settings.merge.otherPathsOption = "other-paths=true";
-        std::string error;
-        servedDisk = CMergedDisk::Open(path, settings.merge, error);
+        settings.options.recordedPathsAdvice = "other-paths=true";
+        CFailure failure;
+        servedDisk = CDisk::Open(path, settings.options, failure);
         if (!servedDisk) {
-            return Refuse(EINVAL, InParameters(error));
+            return Refuse(EINVAL, WithAdvice(failure));
         }
-        for (const std::string& finding : servedDisk->Findings()) {
-            Say(finding);
+        for (const NVHDXDisk::CFinding& finding : servedDisk->Findings()) {
+            Say('"' + NVHDXDisk::TextOf(finding.file) + "\": " + finding.text);
         }
         if (const auto entries = servedDisk->ReplayedEntries(); entries != 0) {
             Say("log: " + std::to_string(entries) + (entries == 1 ? " entry" : " entries") +
@@ -230,8 +230,10 @@ int Yes(void*) {
 int Read(void* handle, void* buffer, std::uint32_t count, std::uint64_t offset, std::uint32_t) {
     return Guarded([&] {
         const CConnection::CLease reader(Connection(handle));
-        const std::span<unsigned char> bytes(static_cast<unsigned char*>(buffer), count);
-        return reader->Read(offset, bytes) ? 0 : Refuse(EIO, reader->Error());
+        CFailure failure;
+        return reader->Read(offset, static_cast<unsigned char*>(buffer), count, failure)
+                   ? 0
+                   : Refuse(EIO, failure.text);
     });
 }
 
@@ -256,8 +258,9 @@ int Extents(void* handle, std::uint32_t count, std::uint64_t offset, std::uint32
             added = nbdkit_add_extent(extents, extent.offset, extent.length, TypeOf(extent)) == 0;
             return added && (flags & NBDKIT_FLAG_REQ_ONE) == 0;
         };
-        if (!reader->Extents(offset, count, add)) {
-            return Refuse(EIO, reader->Error());
+        CFailure failure;
+        if (!reader->Extents(offset, count, add, failure)) {
+            return Refuse(EIO, failure.text);
         }
         return added ? 0 : -1;
     });

@@ -40,18 +40,17 @@ CArgument AddSizeArgument(CCommandSyntax& command, const std::string& name, cons
     return command.AddTaken(name, "N", parse, help);
 }
 
-void AddDiskArguments(CCommandSyntax& command, CDiskOptions& disk) {
+void AddDiskArguments(CCommandSyntax& command, CFileOptions& disk) {
     command.AddPlaced("FILE", disk.file, "The disk file (.vhdx or .avhdx)");
     AddTraceArgument(command, disk.traceLevel);
     AddNoReplayArgument(
-        command, disk.logMode,
+        command, disk.log,
         "Show the file as it stands, without the entries of its log that are pending");
 }
 
-void AddNoReplayArgument(CCommandSyntax& command, NVHDXHost::CReplayStream::EMode& logMode,
-                         const std::string& help) {
+void AddNoReplayArgument(CCommandSyntax& command, NVHDXDisk::ELog& log, const std::string& help) {
     command.AddFlag(
-        "--no-replay", [&logMode] { logMode = NVHDXHost::CReplayStream::asItStands; }, help);
+        "--no-replay", [&log] { log = NVHDXDisk::ELog::asItStands; }, help);
 }
 
 void AddTraceArgument(CCommandSyntax& command, std::optional<std::uint32_t>& level) {

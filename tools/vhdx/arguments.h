@@ -9,7 +9,7 @@
 
 #include "tools/vhdx/command.h"
 #include "tools/vhdx/command_syntax.h"
-#include "tools/vhdx/disk.h"
+#include "tools/vhdx/opened_file.h"
 
 namespace NTool {
 
@@ -24,16 +24,15 @@ struct CRangeChoice {
     std::optional<std::uint64_t> offset;  ///< none: from the start of the disk
     std::optional<std::uint64_t> length;  ///< none: to its end
 
-    /// The range on a disk of this size. Throws `CFailure` when the disk does not have it.
+    /// The range on a disk of this size. Throws `CCommandFailure` when the disk does not have it.
     CRangeOptions On(std::uint64_t virtualSize) const;
 };
 
 /// FILE, --trace and --no-replay, which every command on one disk file has.
-void AddDiskArguments(CCommandSyntax& command, CDiskOptions& disk);
+void AddDiskArguments(CCommandSyntax& command, CFileOptions& disk);
 
 /// --no-replay, which shows files as they stand.
-void AddNoReplayArgument(CCommandSyntax& command, NVHDXHost::CReplayStream::EMode& logMode,
-                         const std::string& help);
+void AddNoReplayArgument(CCommandSyntax& command, NVHDXDisk::ELog& log, const std::string& help);
 
 /// --trace, which every command has.
 void AddTraceArgument(CCommandSyntax& command, std::optional<std::uint32_t>& level);

@@ -11,24 +11,24 @@ namespace NTool {
 namespace {
 
 struct CBitmapOptions {
-    CDiskOptions disk;
+    CFileOptions disk;
     std::uint32_t chunk = 0;
     std::string output;
     bool position = false;
 };
 
-/// Where the bitmap lies in the file, in bytes. Throws `CFailure` when the file has none.
+/// Where the bitmap lies in the file, in bytes. Throws `CCommandFailure` when the file has none.
 std::uint64_t BitmapPosition(const CModel& model, std::uint32_t chunk) {
     const std::size_t count = model.blocks.chunks.size();
     if (chunk >= count) {
-        throw CFailure(fmt::format("there is no chunk {}: the chunks are numbered from 0 to {}",
-                                   chunk, count - 1));
+        throw CCommandFailure(fmt::format(
+            "there is no chunk {}: the chunks are numbered from 0 to {}", chunk, count - 1));
     }
     std::uint64_t position = 0;
     if (!NVHDX::RequestSectorBitmapRealOffset(model.blocks, chunk, position)) {
-        throw CFailure(model.params.bDifferencing
-                           ? fmt::format("chunk {} has no sector bitmap in the file", chunk)
-                           : "the disk has no parent, and so no sector bitmaps");
+        throw CCommandFailure(model.params.bDifferencing
+                                  ? fmt::format("chunk {} has no sector bitmap in the file", chunk)
+                                  : "the disk has no parent, and so no sector bitmaps");
     }
     return position;
 }
@@ -45,7 +45,7 @@ void WriteBitmap(const NVHDX::CSectorBitmapArea& area, COutput& output) {
 }
 
 void RunBitmap(const CBitmapOptions& options) {
-    CDisk disk(options.disk);
+    COpenedFile disk(options.disk);
     const CModel model = disk.LoadModel();
     const std::uint64_t position = BitmapPosition(model, options.chunk);
     if (options.position) {

@@ -2,7 +2,7 @@
 #include <set>
 #include <string>
 
-#include "host/locator_path.h"
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/folder.h"
 #include "tools/vhdx/notes.h"
@@ -15,8 +15,8 @@ namespace NTool {
 
 namespace {
 
-using NVHDXHost::CFolderFinding;
-using NVHDXHost::CFolderTree;
+using NVHDXDisk::CFolder;
+using NVHDXDisk::CTreeFinding;
 
 struct CTreeOptions {
     CFolderOptions folder;
@@ -24,39 +24,39 @@ struct CTreeOptions {
 };
 
 /// Several children make a tree, and a parent may lie elsewhere: nothing is wrong with either.
-bool IsWrong(const CFolderFinding& finding) {
-    return finding.kind != CFolderFinding::severalChildren &&
-           finding.kind != CFolderFinding::parentOutside;
+bool IsWrong(const CTreeFinding& finding) {
+    return finding.kind != CTreeFinding::severalChildren &&
+           finding.kind != CTreeFinding::parentOutside;
 }
 
 /// Throws when not all is well with the disks.
-void CheckFindings(const CFolderTree& tree) {
+void CheckFindings(const CFolder& tree) {
     std::set<std::size_t> wrong;
-    for (const CFolderFinding& finding : tree.Findings()) {
+    for (const CTreeFinding& finding : tree.Findings()) {
         if (IsWrong(finding)) {
             wrong.insert(finding.files.begin(), finding.files.end());
         }
     }
     std::string names;
     for (const std::size_t file : wrong) {
-        names.append(names.empty() ? "" : ", ")
-            .append(NVHDXHost::QuotedText(tree.Files()[file].name));
+        names.append(names.empty() ? "" : ", ").append("\"" + tree.Files()[file].name + "\"");
     }
     if (!names.empty()) {
-        throw CFailure("something is wrong with " + Printable(names));
+        throw CCommandFailure("something is wrong with " + Printable(names));
     }
 }
 
 void RunChain(const CTreeOptions& options) {
-    const CFolderTree tree = ScanFolder(options.folder);
-    for (const NVHDXHost::CFolderFile& file : tree.Files()) {
-        PrintReplay(file.name, file.replay.entries);
+    const std::shared_ptr<const CFolder> folder = ScanFolder(options.folder);
+    const CFolder& tree = *folder;
+    for (const NVHDXDisk::CTreeFile& file : tree.Files()) {
+        PrintReplay(file.name, file.log.entries);
     }
     COutput output = COutput::Standard();
     options.json ? PrintTreeJson(tree, output) : PrintTree(tree, output);
     output.Flush();
     if (tree.Files().empty()) {
-        throw CFailure("the folder holds no disk");
+        throw CCommandFailure("the folder holds no disk");
     }
     CheckFindings(tree);
 }

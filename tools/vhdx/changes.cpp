@@ -13,7 +13,7 @@ namespace NTool {
 namespace {
 
 struct CChangesOptions {
-    CDiskOptions disk;
+    CFileOptions disk;
     std::string ranges;
     bool json = false;
     bool clip = false;
@@ -33,7 +33,8 @@ struct CItem {
 };
 
 template <class TReport>
-void ForEachItem(const CDisk& disk, const CModel& model, const CRanges& ranges, TReport report) {
+void ForEachItem(const COpenedFile& disk, const CModel& model, const CRanges& ranges,
+                 TReport report) {
     const auto pause = disk.PauseTrace();
     NVHDX::IterateOverBlocks(model.blocks, ranges, model.params,
                              [&report](NVHDX::EIterationBlockDataType type, std::uint64_t index,
@@ -42,7 +43,8 @@ void ForEachItem(const CDisk& disk, const CModel& model, const CRanges& ranges, 
                              });
 }
 
-void PrintJson(const CDisk& disk, const CModel& model, const CRanges& ranges, COutput& output) {
+void PrintJson(const COpenedFile& disk, const CModel& model, const CRanges& ranges,
+               COutput& output) {
     std::string_view separator = "[\n  ";
     ForEachItem(disk, model, ranges, [&](const CItem& item) {
         output.Append(separator);
@@ -54,7 +56,8 @@ void PrintJson(const CDisk& disk, const CModel& model, const CRanges& ranges, CO
     output.Append(separator == ",\n  " ? "\n]\n" : "[]\n");
 }
 
-void PrintText(const CDisk& disk, const CModel& model, const CRanges& ranges, COutput& output) {
+void PrintText(const COpenedFile& disk, const CModel& model, const CRanges& ranges,
+               COutput& output) {
     const bool coloured = output.IsColoured();
     output.Print(FMT_COMPILE("{}{:<13}  {:>10}  {:>17}  {:>17}{}\n"), coloured ? "\x1B[1m" : "",
                  "type", "index", "offset", "length", coloured ? "\x1B[0m" : "");
@@ -66,7 +69,7 @@ void PrintText(const CDisk& disk, const CModel& model, const CRanges& ranges, CO
 
 void RunChanges(const CChangesOptions& options) {
     CRanges ranges = ReadRanges(options.ranges);
-    CDisk disk(options.disk);
+    COpenedFile disk(options.disk);
     const CModel model = disk.LoadModel();
     if (options.clip) {
         ClipRanges(ranges, model.params.virtdisksz);

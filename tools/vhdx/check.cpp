@@ -6,30 +6,28 @@
 
 #include <fmt/format.h>
 
-#include "host/disk_check.h"
-#include "host/locator_path.h"
-#include "host/path_query.h"
+#include <vhdx_disk/check.h>
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/json_value.h"
 #include "tools/vhdx/notes.h"
 #include "tools/vhdx/output.h"
-#include "tools/vhdx/source_file.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {
 
 namespace {
 
-using NVHDXHost::CCheckFinding;
+using NVHDXDisk::CFinding;
 
 enum ECheckStatus { statusClean = 0, statusFindings = 1, statusNotChecked = 2 };
 
 struct CCheckOptions {
     std::string source;
     bool json = false;
-    NVHDXHost::CReplayStream::EMode logMode = NVHDXHost::CReplayStream::replayLog;
+    NVHDXDisk::ELog log = NVHDXDisk::ELog::replay;
 };
 
 /// Prints findings as they come: a hostile disk may have more of them than fit into memory.
@@ -39,7 +37,7 @@ public:
 
     bool Any() const { return m_count != 0; }
 
-    void Print(const CCheckFinding& finding) {
+    void Print(const CFinding& finding) {
         m_json ? PrintJson(finding) : PrintText(finding);
         ++m_count;
     }
@@ -64,16 +62,16 @@ public:
     }
 
 private:
-    void PrintText(const CCheckFinding& finding) {
-        m_output.Print(FMT_COMPILE("{}: {}: {} ({})\n"),
-                       Printable(NVHDXHost::TextFromPath(finding.file)), finding.where,
-                       Printable(finding.text), finding.kind);
+    void PrintText(const CFinding& finding) {
+        m_output.Print(FMT_COMPILE("{}: {}: {} ({})\n"), Printable(NVHDXDisk::TextOf(finding.file)),
+                       finding.place, Printable(finding.text), finding.kind);
     }
 
-    void PrintJson(const CCheckFinding& finding) {
-        const CJsonValue::CMembers value = {{"file", NVHDXHost::TextFromPath(finding.file)},
-                                            {"where", finding.where},
+    void PrintJson(const CFinding& finding) {
+        const CJsonValue::CMembers value = {{"file", NVHDXDisk::TextOf(finding.file)},
+                                            {"where", finding.place},
                                             {"kind", finding.kind},
+                                            {"severity", NVHDXDisk::NameOf(finding.severity)},
                                             {"text", finding.text}};
         m_output.Append(Any() ? ",\n  " : "[\n  ");
         m_output.Append(JsonText(value));
@@ -91,35 +89,35 @@ private:
     std::uint64_t m_count = 0;
 };
 
+/// What the library calls for each finding.
+NVHDXDisk::CFindingCallback PrintTo(CFindingPrinter& printer) {
+    return [&printer](const CFinding& finding) { printer.Print(finding); };
+}
+
 void CheckDisk(const CCheckOptions& options, const std::filesystem::path& disk,
                CFindingPrinter& printer) {
-    CheckIsFile(options.source);
-    std::string error;
-    if (!NVHDXHost::CheckDisk(
-            disk, options.logMode,
-            [&printer](const CCheckFinding& finding) { printer.Print(finding); }, error)) {
-        throw CFailure(error);
+    NVHDXDisk::CFailure failure;
+    if (!NVHDXDisk::CheckDisk(disk, options.log, PrintTo(printer), failure)) {
+        throw FailureOf(failure);
     }
     printer.FinishDisk(options.source);
 }
 
 void CheckFolder(const CCheckOptions& options, const std::filesystem::path& folder,
                  CFindingPrinter& printer) {
-    std::string error;
-    const auto disks = NVHDXHost::CheckFolder(
-        folder, options.logMode,
-        [&printer](const CCheckFinding& finding) { printer.Print(finding); }, error);
-    if (!disks) {
-        throw CFailure(Printable(error));
+    NVHDXDisk::CFailure failure;
+    std::size_t disks = 0;
+    if (!NVHDXDisk::CheckFolder(folder, options.log, PrintTo(printer), disks, failure)) {
+        throw FailureOf(failure);
     }
-    printer.FinishFolder(options.source, *disks);
+    printer.FinishFolder(options.source, disks);
 }
 
 int RunCheck(const CCheckOptions& options) {
     const std::filesystem::path source = PathOf(options.source);
     COutput output = COutput::Standard();
     CFindingPrinter printer(output, options.json);
-    NVHDXHost::IsFolder(source) ? CheckFolder(options, source, printer)
+    NVHDXDisk::IsFolder(source) ? CheckFolder(options, source, printer)
                                 : CheckDisk(options, source, printer);
     output.Flush();
     return printer.Any() ? statusFindings : statusClean;
@@ -134,9 +132,11 @@ void AddCheck(CProgramSyntax& program, CChosenCommand& chosen) {
         "Whether a disk, or all disks of a folder and of those below it, are as the format wants "
         "them");
     command.AddPlaced("SOURCE", options->source, "A disk file (.vhdx or .avhdx), or a folder");
-    command.AddFlag("--json", options->json,
-                    R"(Print an array of {"file", "where", "kind", "text"}, one for each finding)");
-    AddNoReplayArgument(command, options->logMode,
+    command.AddFlag(
+        "--json", options->json,
+        R"(Print an array of {"file", "where", "kind", "severity", "text"}, one for each )"
+        "finding; the severity is error, warning or note");
+    AddNoReplayArgument(command, options->log,
                         "Check the file as it stands, without the entries of its log that are "
                         "pending");
     command.SetFooter(

@@ -12,7 +12,7 @@
 #include "tools/vhdx/text.h"
 #endif
 
-#include "host/locator_path.h"
+#include <vhdx_disk/path.h>
 
 namespace NTool {
 
@@ -46,12 +46,12 @@ std::filesystem::path PathOf(const std::string& argument) {
 #endif
 
 std::string TextOfPath(const std::filesystem::path& path) {
-    std::string text = NVHDXHost::TextFromPath(path);
+    std::string text = NVHDXDisk::TextOf(path);
     // Windows takes such a path as it stands, and none with '/' in it.
     const bool isTakenAsItStands = text.starts_with(R"(\\?\)");
     return isTakenAsItStands
                ? text
-               : NVHDXHost::TextFromPath(path.generic_string<std::filesystem::path::value_type>());
+               : NVHDXDisk::TextOf(path.generic_string<std::filesystem::path::value_type>());
 }
 
 }  // namespace NTool

@@ -3,14 +3,13 @@
 #include <string>
 #include <vector>
 
-#include "host/folder_chains.h"
-#include "host/path_query.h"
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/chosen_disk.h"
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/extent_map.h"
+#include "tools/vhdx/extent_listing.h"
 #include "tools/vhdx/folder.h"
 #include "tools/vhdx/library_diff.h"
-#include "tools/vhdx/merged_source.h"
 #include "tools/vhdx/notes.h"
 #include "tools/vhdx/text.h"
 
@@ -18,12 +17,12 @@ namespace NTool {
 
 namespace {
 
-using NVHDXHost::CFolderFile;
-using NVHDXHost::CFolderTree;
-using NVHDXHost::CMergedDisk;
+using NVHDXDisk::CDisk;
+using NVHDXDisk::CFolder;
+using NVHDXDisk::CTreeFile;
 
 struct CDiffOptions {
-    CDiskOptions disk;  ///< the file may be a folder
+    CFileOptions disk;  ///< the file may be a folder
     CChainOptions chain;
     std::string base;
     CRangeChoice range;
@@ -32,7 +31,7 @@ struct CDiffOptions {
 };
 
 CFolderOptions FolderOf(const CDiffOptions& options) {
-    return {options.disk.file, options.disk.traceLevel, options.disk.logMode};
+    return {options.disk.file, options.disk.traceLevel, options.disk.log};
 }
 
 std::string NameOf(const std::filesystem::path& path) {
@@ -41,9 +40,9 @@ std::string NameOf(const std::filesystem::path& path) {
 
 /// Whether the disk is the base or descends from it. Ends: parents that lead in a circle have no
 /// tip below them.
-bool StandsOn(const CFolderTree& tree, std::size_t tip, const std::string& base) {
+bool StandsOn(const CFolder& tree, std::size_t tip, const std::string& base) {
     for (std::optional<std::size_t> at = tip; at; at = tree.Files()[*at].parent) {
-        const CFolderFile& file = tree.Files()[*at];
+        const CTreeFile& file = tree.Files()[*at];
         if (NameOf(file.path) == base || NameOf(file.parentOutside) == base) {
             return true;
         }
@@ -51,9 +50,9 @@ bool StandsOn(const CFolderTree& tree, std::size_t tip, const std::string& base)
     return false;
 }
 
-std::vector<std::string> NamesOfTips(const CFolderTree& tree, const std::string& base) {
+std::vector<std::string> NamesOfTips(const CFolder& tree, const std::string& base) {
     std::vector<std::string> names;
-    for (const std::size_t tip : NVHDXHost::Tips(tree)) {
+    for (const std::size_t tip : tree.Tips()) {
         if (base.empty() || StandsOn(tree, tip, base)) {
             names.push_back(NameOf(tree.Files()[tip].path));
         }
@@ -70,67 +69,70 @@ std::string List(const std::vector<std::string>& names) {
 }
 
 /// One that cannot be read is refused as every command refuses it.
-[[noreturn]] void FailWithoutTips(const CFolderTree& tree) {
-    for (const CFolderFile& file : tree.Files()) {
-        if (!file.problem.empty()) {
-            throw CFailure(TextOfPath(file.path), Printable(file.problem));
+[[noreturn]] void FailWithoutTips(const CFolder& tree) {
+    for (const CTreeFile& file : tree.Files()) {
+        if (file.problem) {
+            throw CCommandFailure(TextOfPath(file.path), ReasonOf(*file.problem));
         }
     }
-    throw CFailure(tree.Files().empty()
-                       ? "the folder holds no disk"
-                       : "no disk of the folder is the newest of a chain; 'vhdx chain' tells why");
+    throw CCommandFailure(
+        tree.Files().empty()
+            ? "the folder holds no disk"
+            : "no disk of the folder is the newest of a chain; 'vhdx chain' tells why");
 }
 
-[[noreturn]] void FailWithoutTip(const CFolderTree& tree, const std::string& base) {
+[[noreturn]] void FailWithoutTip(const CFolder& tree, const std::string& base) {
     const std::string tips = List(NamesOfTips(tree, ""));
     if (tips.empty()) {
         FailWithoutTips(tree);
     }
-    throw CFailure(fmt::format("no chain of the folder has a disk {}; their newest disks are: {}",
-                               Printable(base), tips));
+    throw CCommandFailure(fmt::format(
+        "no chain of the folder has a disk {}; their newest disks are: {}", Printable(base), tips));
 }
 
 /// The newest disk of the only chain that can be meant.
 std::string OnlyTip(const CDiffOptions& options) {
-    const CFolderTree tree = ScanFolder(FolderOf(options));
+    const std::shared_ptr<const CFolder> folder = ScanFolder(FolderOf(options));
+    const CFolder& tree = *folder;
     const std::vector<std::string> names = NamesOfTips(tree, options.base);
     if (names.empty()) {
         FailWithoutTip(tree, options.base);
     }
     if (names.size() > 1) {
-        throw CFailure(
+        throw CCommandFailure(
             fmt::format("the folder has {} disks that are the newest of a chain; choose "
                         "one with --disk: {}",
                         names.size(), List(names)));
     }
-    for (const CFolderFile& file : tree.Files()) {
-        if (!file.problem.empty()) {
-            PrintNote(fmt::format("{} is left out: {}", NameOf(file.path), file.problem));
+    for (const CTreeFile& file : tree.Files()) {
+        if (file.problem) {
+            PrintNote(
+                fmt::format("{} is left out: {}", NameOf(file.path), ReasonOf(*file.problem)));
         }
     }
     return names.front();
 }
 
-std::shared_ptr<const CMergedDisk> OpenTip(const CDiffOptions& options) {
+CDiskPointer OpenTip(const CDiffOptions& options) {
     CChainOptions chain = options.chain;
-    if (chain.disk.empty() && NVHDXHost::IsFolder(PathOf(options.disk.file))) {
+    if (chain.disk.empty() && NVHDXDisk::IsFolder(PathOf(options.disk.file))) {
         chain.disk = OnlyTip(options);
     }
-    return OpenMerged(options.disk, chain);
+    return OpenDisk(options.disk, chain);
 }
 
 /// The file since which changes are told, among those of the disk.
-std::size_t BaseOf(const CMergedDisk& disk, const std::string& base) {
+std::size_t BaseOf(const CDisk& disk, const std::string& base) {
     std::vector<std::string> names;
-    for (const NVHDXHost::CDiskLayer& layer : disk.Layers()) {
-        names.push_back(NameOf(layer.path));
+    for (const NVHDXDisk::CDiskFile& file : disk.Files()) {
+        names.push_back(NameOf(file.path));
         if (names.back() == base) {
             return names.size() - 1;
         }
     }
     if (!base.empty()) {
-        throw CFailure(fmt::format("the chain has no disk {}; it has, newest first: {}",
-                                   Printable(base), List(names)));
+        throw CCommandFailure(fmt::format("the chain has no disk {}; it has, newest first: {}",
+                                          Printable(base), List(names)));
     }
     return names.size() - 1;
 }
@@ -141,7 +143,7 @@ void RunDiff(const CDiffOptions& options) {
                         options.json});
         return;
     }
-    const std::shared_ptr<const CMergedDisk> disk = OpenTip(options);
+    const CDiskPointer disk = OpenTip(options);
     const std::size_t base = BaseOf(*disk, options.base);
     const CRangeOptions range = options.range.On(disk->Size());
     COutput output = COutput::Standard();
@@ -153,7 +155,7 @@ void AddSourceArguments(CCommandSyntax& command, CDiffOptions& options) {
                       "The folder with the disk files, or the newest file of a chain (.vhdx or "
                       ".avhdx)");
     AddTraceArgument(command, options.disk.traceLevel);
-    AddNoReplayArgument(command, options.disk.logMode,
+    AddNoReplayArgument(command, options.disk.log,
                         "Look at the files as they stand, without the entries of their logs that "
                         "are pending");
     AddChainArguments(command, options.chain);

@@ -4,12 +4,14 @@
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "host/locator_path.h"
-#include "host/merged_reader.h"
+#include <vhdx_disk/path.h>
+#include <vhdx_disk/reader.h>
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/text.h"
 
@@ -17,9 +19,9 @@ namespace NTool {
 
 namespace {
 
-using NVHDXHost::CBlockRun;
-using NVHDXHost::CExtent;
-using NVHDXHost::EBlockContent;
+using NVHDX::CPayloadBlock;
+using NVHDXDisk::CBlockRun;
+using NVHDXDisk::CExtent;
 
 constexpr std::uint64_t columnCount = 64;
 constexpr std::uint64_t largestRowCount = 32;
@@ -37,27 +39,29 @@ constexpr std::string_view emptyColour = "#E8E8E8";
 
 /// Blocks of which a file says that they have no data.
 struct CEmptyState {
-    EBlockContent content;
+    CPayloadBlock::EState state;
     std::string_view colour;
     std::string_view name;
 };
 constexpr std::array<CEmptyState, 3> emptyStates = {{
-    {EBlockContent::zero, "#F6E8A8", "zero blocks, read as zeros"},
-    {EBlockContent::unmapped, "#A796D1", "unmapped blocks, given up by the guest, read as zeros"},
-    {EBlockContent::undefined, "#000000", "undefined blocks, read as zeros"},
+    {CPayloadBlock::Zero, "#F6E8A8", "zero blocks, read as zeros"},
+    {CPayloadBlock::Unmapped, "#A796D1", "unmapped blocks, given up by the guest, read as zeros"},
+    {CPayloadBlock::Undefined, "#000000", "undefined blocks, read as zeros"},
 }};
 
 /// The kinds of bytes: those of each file, those of each state, and the rest.
 constexpr std::size_t firstStateKind = fileColours.size();
 constexpr std::size_t restKind = firstStateKind + emptyStates.size();
 
+using CRuns = std::vector<CBlockRun>;
+
 /// The bytes of each kind in one cell, or in all.
 using CFill = std::array<std::uint64_t, restKind + 1>;
 
-std::size_t KindOfState(EBlockContent content) {
+std::size_t KindOfState(CPayloadBlock::EState wanted) {
     const auto state =
         std::find_if(emptyStates.begin(), emptyStates.end(),
-                     [content](const CEmptyState& one) { return one.content == content; });
+                     [wanted](const CEmptyState& one) { return one.state == wanted; });
     return firstStateKind + static_cast<std::size_t>(state - emptyStates.begin());
 }
 
@@ -96,12 +100,14 @@ std::string Exactly(std::uint64_t bytes) {
 
 class CDiskPicture {
 public:
-    CDiskPicture(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk, bool leavesToParents,
-                 COutput& output)
-        : m_disk(disk), m_leavesToParents(leavesToParents), m_output(output) {
+    CDiskPicture(const CDiskPointer& disk, bool leavesToParents, COutput& output)
+        : m_disk(disk),
+          m_leavesToParents(leavesToParents),
+          m_output(output),
+          m_emptyRuns(disk->Files().size()) {
         const std::uint64_t size = disk->Size();
         const std::uint64_t most = columnCount * largestRowCount;
-        m_cellBytes = std::max<std::uint64_t>(disk->Newest().parameters.payloadblksz,
+        m_cellBytes = std::max<std::uint64_t>(disk->Files().front().blockSize,
                                               std::bit_ceil((size - 1) / most + 1));
         m_cells.resize(static_cast<std::size_t>((size - 1) / m_cellBytes + 1));
     }
@@ -121,14 +127,14 @@ public:
 private:
     std::uint64_t RowCount() const { return (m_cells.size() - 1) / columnCount + 1; }
     double LegendTop() const { return top + static_cast<double>(RowCount()) * cellSize + 34; }
-    std::size_t FileCount() const { return std::min(m_disk->Layers().size(), fileColours.size()); }
+    std::size_t FileCount() const { return std::min(m_disk->Files().size(), fileColours.size()); }
 
     void FillCells() {
-        NVHDXHost::CMergedReader reader(m_disk);
+        NVHDXDisk::CReader reader(m_disk);
         const auto add = [this](const CExtent& extent) {
             switch (extent.kind) {
                 case CExtent::data:
-                    Add(extent.offset, extent.End(), std::min(extent.layer, firstStateKind - 1));
+                    Add(extent.offset, extent.End(), std::min(extent.file, firstStateKind - 1));
                     break;
                 case CExtent::zeros:
                     AddStates(extent);
@@ -138,8 +144,9 @@ private:
             }
             return true;
         };
-        if (!reader.Extents(0, m_disk->Size(), add)) {
-            throw CFailure(Printable(reader.Error()));
+        NVHDXDisk::CFailure failure;
+        if (!reader.Extents(0, m_disk->Size(), add, failure)) {
+            throw FailureOf(failure);
         }
     }
 
@@ -155,15 +162,38 @@ private:
 
     /// The file that says zeros has a run of blocks for each byte of them.
     void AddStates(const CExtent& extent) {
-        const NVHDXHost::CDiskLayer& layer = m_disk->Layers()[extent.layer];
-        const std::uint64_t blockSize = layer.parameters.payloadblksz;
+        const std::uint64_t blockSize = m_disk->Files()[extent.file].blockSize;
+        const CRuns& runs = EmptyRuns(extent.file);
         for (std::uint64_t at = extent.offset; at != extent.End();) {
-            const CBlockRun& run = *layer.blocks.RunFrom(at / blockSize);
+            const auto run = std::prev(std::partition_point(
+                runs.begin(), runs.end(), [at, blockSize](const CBlockRun& one) {
+                    return one.firstBlock * blockSize <= at;
+                }));
             const std::uint64_t end =
-                std::min(extent.End(), (run.firstBlock + run.count) * blockSize);
-            Add(at, end, KindOfState(run.content));
+                std::min(extent.End(), (run->firstBlock + run->count) * blockSize);
+            Add(at, end, KindOfState(run->state));
             at = end;
         }
+    }
+
+    /// The runs of a file's blocks that it says to be zeros, in their order.
+    const CRuns& EmptyRuns(std::size_t file) {
+        std::optional<CRuns>& runs = m_emptyRuns[file];
+        if (!runs) {
+            runs.emplace();
+            NVHDXDisk::CFailure failure;
+            const auto table = m_disk->Table(file, failure);
+            const auto keep = [&runs](const CBlockRun& run) {
+                if (KindOfState(run.state) != restKind) {
+                    runs->push_back(run);
+                }
+                return true;
+            };
+            if (table == nullptr || !table->Runs(keep, failure)) {
+                throw FailureOf(failure);
+            }
+        }
+        return *runs;
     }
 
     void DrawFrame() {
@@ -174,13 +204,12 @@ private:
                         "width=\"{0}\" height=\"{1}\" font-family=\"sans-serif\" "
                         "font-size=\"11\">\n<rect width=\"{0}\" height=\"{1}\" fill=\"white\"/>\n"),
             width, height);
-        DrawText(left, 22, "start", 16, NVHDXHost::TextFromPath(m_disk->Newest().path));
-        const std::uint64_t blocks = m_cellBytes / m_disk->Newest().parameters.payloadblksz;
-        DrawText(
-            left, 42, "start", 12,
-            fmt::format("{} in blocks of {}; each cell is {}, {}", InUnits(m_disk->Size()),
-                        InUnits(m_disk->Newest().parameters.payloadblksz), InUnits(m_cellBytes),
-                        blocks == 1 ? "one block" : fmt::format("{} blocks", blocks)));
+        DrawText(left, 22, "start", 16, NVHDXDisk::TextOf(m_disk->Files().front().path));
+        const std::uint64_t blocks = m_cellBytes / m_disk->Files().front().blockSize;
+        DrawText(left, 42, "start", 12,
+                 fmt::format("{} in blocks of {}; each cell is {}, {}", InUnits(m_disk->Size()),
+                             InUnits(m_disk->Files().front().blockSize), InUnits(m_cellBytes),
+                             blocks == 1 ? "one block" : fmt::format("{} blocks", blocks)));
     }
 
     /// Rows begin at the offset on their left; columns add what stands above them.
@@ -250,23 +279,24 @@ private:
             entry(fileColours[file], FileName(file), m_all[file]);
         }
         for (const CEmptyState& state : emptyStates) {
-            entry(state.colour, state.name, m_all[KindOfState(state.content)]);
+            entry(state.colour, state.name, m_all[KindOfState(state.state)]);
         }
         entry(emptyColour, m_leavesToParents ? "left to the parents" : "in no file, reads as zeros",
               m_all[restKind]);
     }
 
     std::string FileName(std::size_t file) const {
-        const std::size_t count = m_disk->Layers().size();
+        const std::size_t count = m_disk->Files().size();
         if (file == fileColours.size() - 1 && count > fileColours.size()) {
             return fmt::format("{} older files", count - file);
         }
-        return "data in " + NVHDXHost::TextFromPath(m_disk->Layers()[file].path.filename());
+        return "data in " + NVHDXDisk::TextOf(m_disk->Files()[file].path.filename());
     }
 
-    std::shared_ptr<const NVHDXHost::CMergedDisk> m_disk;
+    CDiskPointer m_disk;
     bool m_leavesToParents;
     COutput& m_output;
+    std::vector<std::optional<CRuns>> m_emptyRuns;  ///< of each file that was asked for
     std::uint64_t m_cellBytes = 0;
     std::vector<CFill> m_cells;
     CFill m_all = {};
@@ -274,8 +304,7 @@ private:
 
 }  // namespace
 
-void DrawDisk(const std::shared_ptr<const NVHDXHost::CMergedDisk>& disk, bool leavesToParents,
-              COutput& output) {
+void DrawDisk(const CDiskPointer& disk, bool leavesToParents, COutput& output) {
     CDiskPicture(disk, leavesToParents, output).Draw();
 }
 

@@ -1,23 +1,20 @@
-#include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <span>
 #include <string>
 #include <system_error>
 #include <utility>
-#include <vector>
 
-#include "host/merged_reader.h"
-#include "host/path_query.h"
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/chosen_disk.h"
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/merged_source.h"
+#include "tools/vhdx/image_filling.h"
+#include "tools/vhdx/image_verification.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/output_file.h"
 #include "tools/vhdx/progress.h"
 #include "tools/vhdx/ranges.h"
-#include "tools/vhdx/raw_copy.h"
-#include "tools/vhdx/raw_verification.h"
+#include "tools/vhdx/stream_target.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {
@@ -25,7 +22,7 @@ namespace NTool {
 namespace {
 
 struct CExportOptions {
-    CDiskOptions disk;
+    CFileOptions disk;
     CChainOptions chain;
     std::string output;  ///< either a new image or one that is brought up to date
     std::string older;
@@ -35,21 +32,17 @@ struct CExportOptions {
     bool verify = false;
 };
 
-using CDiskPointer = std::shared_ptr<const NVHDXHost::CMergedDisk>;
-
-void CheckOutput(const std::string& output, const NVHDXHost::CMergedDisk& disk) {
-    for (const NVHDXHost::CDiskLayer& layer : disk.Layers()) {
-        CheckNotRead(output, layer.path);
-    }
+void CheckOutput(const std::string& output, const NVHDXDisk::CDisk& disk) {
+    CheckNotRead(output, disk);
     std::error_code error;
-    switch (NVHDXHost::KindOf(PathOf(output), error)) {
+    switch (NVHDXDisk::KindOf(PathOf(output), error)) {
         case std::filesystem::file_type::none:
         case std::filesystem::file_type::not_found:
         case std::filesystem::file_type::regular:
         case std::filesystem::file_type::directory:
             return;
         default:
-            throw CFailure(output, "only a file can be written, no device and no pipe");
+            throw CCommandFailure(output, "only a file can be written, no device and no pipe");
     }
 }
 
@@ -57,28 +50,13 @@ bool IsStandard(const CExportOptions& options) {
     return options.output == "-";
 }
 
-/// Plain bytes to standard output, zeros and all: who reads them may be anybody.
 void WriteImage(const CExportOptions& options) {
-    constexpr std::uint64_t pieceSize = std::uint64_t{1} << 20;
-    const CDiskPointer disk = OpenMerged(options.disk, options.chain);
+    const CDiskPointer disk = OpenDisk(options.disk, options.chain);
     COutput output = COutput::Standard();
     // The line would stand among the bytes where both go to one terminal.
     const bool mixed = options.progress == EProgress::automatic && IsTerminal(stdout);
-    CProgress progress(mixed ? EProgress::never : options.progress, "exporting ");
-    progress.Start(disk->Size());
-    NVHDXHost::CMergedReader reader(disk);
-    std::vector<unsigned char> buffer(pieceSize);
-    for (std::uint64_t offset = 0; offset != disk->Size();) {
-        const std::span<unsigned char> piece(
-            buffer.data(), static_cast<std::size_t>(std::min(pieceSize, disk->Size() - offset)));
-        if (!reader.Read(offset, piece)) {
-            throw CFailure(Printable(reader.Error()));
-        }
-        output.Write(piece.data(), piece.size());
-        offset += piece.size();
-        progress.Advance(piece.size());
-    }
-    output.Flush();
+    WriteBytes(disk, {0, disk->Size()}, mixed ? EProgress::never : options.progress, "exporting ",
+               output);
 }
 
 void MakeImage(const CExportOptions& options) {
@@ -86,14 +64,14 @@ void MakeImage(const CExportOptions& options) {
         WriteImage(options);
         return;
     }
-    const CDiskPointer disk = OpenMerged(options.disk, options.chain);
+    const CDiskPointer disk = OpenDisk(options.disk, options.chain);
     CheckOutput(options.output, *disk);
     COutputFile file(options.output, options.disk.file,
                      options.force ? COutputFile::mayReplace : COutputFile::mustBeNew);
-    CRawFile raw(file.WrittenPath(), options.output, CRawFile::toReadAndWrite);
-    FillRaw(disk, raw, options.progress);
+    CImageFile raw(file.WrittenPath(), options.output, CImageFile::toReadAndWrite);
+    FillImage(disk, raw, options.progress);
     if (options.verify) {
-        VerifyRaw(disk, {{0, disk->Size()}}, raw, options.progress);
+        VerifyImage(disk, {{0, disk->Size()}}, raw, options.progress);
     }
     raw.Close();
     file.Commit();
@@ -101,13 +79,13 @@ void MakeImage(const CExportOptions& options) {
 
 void UpdateImage(const CExportOptions& options) {
     CRanges ranges = ReadRanges(options.ranges);
-    const CDiskPointer disk = OpenMerged(options.disk, options.chain);
+    const CDiskPointer disk = OpenDisk(options.disk, options.chain);
     CheckRanges(options.ranges, ranges, disk->Size());
     CheckOutput(options.older, *disk);
-    CRawFile raw(PathOf(options.older), options.older, CRawFile::toReadAndWrite);
-    ranges = UpdateRaw(disk, std::move(ranges), raw, options.progress);
+    CImageFile raw(PathOf(options.older), options.older, CImageFile::toReadAndWrite);
+    ranges = BringUpToDate(disk, std::move(ranges), raw, options.progress);
     if (options.verify) {
-        VerifyRaw(disk, ranges, raw, options.progress);
+        VerifyImage(disk, ranges, raw, options.progress);
     }
     raw.Close();
 }

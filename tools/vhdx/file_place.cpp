@@ -5,7 +5,7 @@
 #if defined(_WIN32)
 #include <windows.h>
 
-#include "host/windows_error.h"
+#include <vhdx_disk/path.h>
 #endif
 
 namespace NTool {
@@ -19,7 +19,7 @@ namespace {
 int Move(const fs::path& file, const fs::path& place, DWORD flags) {
     return MoveFileExW(file.c_str(), place.c_str(), flags) != 0
                ? 0
-               : NVHDXHost::ErrorNumber(GetLastError());
+               : NVHDXDisk::ErrorNumber(GetLastError());
 }
 
 }  // namespace
@@ -35,7 +35,7 @@ int MoveToFreePlace(const fs::path& file, const fs::path& place) {
 int Remove(const fs::path& file) noexcept {
     const DWORD error = DeleteFileW(file.c_str()) != 0 ? ERROR_SUCCESS : GetLastError();
     return error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND ? 0
-                                                                   : NVHDXHost::ErrorNumber(error);
+                                                                   : NVHDXDisk::ErrorNumber(error);
 }
 
 /// Windows refuses to replace a file that is read-only, and knows no other permissions here.

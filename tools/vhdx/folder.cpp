@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "host/path_query.h"
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"
@@ -17,15 +17,15 @@ namespace fs = std::filesystem;
 
 void CheckFolder(const fs::path& folder) {
     std::error_code error;
-    const fs::file_type kind = NVHDXHost::KindOf(folder, error);
+    const fs::file_type kind = NVHDXDisk::KindOf(folder, error);
     if (kind == fs::file_type::not_found) {
-        throw CFailure("there is no such folder");
+        throw CCommandFailure("there is no such folder");
     }
     if (kind == fs::file_type::none) {
-        throw CFailure(error.message());
+        throw CCommandFailure(error.message());
     }
     if (kind != fs::file_type::directory) {
-        throw CFailure("this is not a folder");
+        throw CCommandFailure("this is not a folder");
     }
 }
 
@@ -34,20 +34,28 @@ void CheckFolder(const fs::path& folder) {
 void AddFolderArguments(CCommandSyntax& command, CFolderOptions& folder) {
     command.AddPlaced("FOLDER", folder.folder, "The folder with the disk files");
     AddTraceArgument(command, folder.traceLevel);
-    AddNoReplayArgument(command, folder.logMode,
+    AddNoReplayArgument(command, folder.log,
                         "Look at the files as they stand, without the entries of their logs that "
                         "are pending");
 }
 
-NVHDXHost::CFolderTree ScanFolder(const CFolderOptions& options) {
+std::string TextOf(const NVHDXDisk::CFolder& folder, const NVHDXDisk::CTreeFinding& finding) {
+    const NVHDXDisk::CTreeFile& file = folder.Files()[finding.files.front()];
+    return finding.kind == NVHDXDisk::CTreeFinding::unreadable
+               ? "\"" + file.name + "\": " + ReasonOf(*file.problem)
+               : finding.text;
+}
+
+std::shared_ptr<const NVHDXDisk::CFolder> ScanFolder(const CFolderOptions& options) {
     CheckFolder(PathOf(options.folder));
     const CTraceWriter trace(options.traceLevel);
     const CTraceWriter::CPause pause(trace);
-    auto tree = NVHDXHost::CFolderTree::Scan(PathOf(options.folder), options.logMode);
-    if (!tree) {
-        throw CFailure("the folder cannot be read");
+    NVHDXDisk::CFailure failure;
+    auto folder = NVHDXDisk::CFolder::Open(PathOf(options.folder), {options.log, false}, failure);
+    if (folder == nullptr) {
+        throw FailureOf(failure);
     }
-    return std::move(*tree);
+    return folder;
 }
 
 }  // namespace NTool

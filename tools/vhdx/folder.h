@@ -9,7 +9,7 @@
 
 #include <vhdx_parser/vhdx_parser.h>
 
-#include "host/folder_tree.h"
+#include <vhdx_disk/folder.h>
 #include "tools/vhdx/command.h"
 #include "tools/vhdx/command_syntax.h"
 #include "tools/vhdx/trace_writer.h"
@@ -20,7 +20,7 @@ namespace NTool {
 struct CFolderOptions {
     std::string folder;
     std::optional<std::uint32_t> traceLevel;
-    NVHDXHost::CReplayStream::EMode logMode = NVHDXHost::CReplayStream::replayLog;
+    NVHDXDisk::ELog log = NVHDXDisk::ELog::replay;
 };
 
 /// FOLDER, --trace and --no-replay.
@@ -37,8 +37,11 @@ void ChooseFolder(CCommandSyntax& command, CChosenCommand& chosen,
     });
 }
 
-/// The disks of the folder. Throws `CFailure` when it is no folder that can be read.
-NVHDXHost::CFolderTree ScanFolder(const CFolderOptions& options);
+/// One sentence for people, with the option that helps where there is one.
+std::string TextOf(const NVHDXDisk::CFolder& folder, const NVHDXDisk::CTreeFinding& finding);
+
+/// The disks of the folder. Throws `CCommandFailure` when it is no folder that can be read.
+std::shared_ptr<const NVHDXDisk::CFolder> ScanFolder(const CFolderOptions& options);
 
 }  // namespace NTool
 

@@ -1,11 +1,9 @@
 #include <array>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "tools/vhdx/arguments.h"
-#include "tools/vhdx/block_table.h"
 #include "tools/vhdx/json_value.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
@@ -17,7 +15,7 @@ namespace {
 using NVHDX::CPayloadBlock;
 
 struct CInfoOptions {
-    CDiskOptions disk;
+    CFileOptions disk;
     bool json = false;
     bool noBlocks = false;
 };
@@ -25,6 +23,8 @@ struct CInfoOptions {
 constexpr std::array<CPayloadBlock::EState, 6> states = {
     CPayloadBlock::NotPresent, CPayloadBlock::Undefined,    CPayloadBlock::Zero,
     CPayloadBlock::Unmapped,   CPayloadBlock::FullyPresent, CPayloadBlock::PartiallyPresent};
+
+using CTablePointer = std::shared_ptr<const NVHDXDisk::CBlockTable>;
 
 struct CInfo {
     std::string file;
@@ -37,7 +37,7 @@ struct CInfo {
     NVHDX::NMetadata::CParent parent;
     std::uint64_t ratio = 0;
     std::uint64_t chunks = 0;
-    std::optional<CBlockTable> blocks;
+    CTablePointer blocks;  ///< null: not wanted
 };
 
 const char* TypeName(const NVHDX::NMetadata::CFileParameters& parameters) {
@@ -47,7 +47,7 @@ const char* TypeName(const NVHDX::NMetadata::CFileParameters& parameters) {
     return parameters.leaveBlocksAllocated ? "fixed" : "dynamic";
 }
 
-CInfo Gather(CDisk& disk, bool noBlocks) {
+CInfo Gather(COpenedFile& disk, bool noBlocks) {
     using namespace NVHDX::NMetadata;
     CInfo info;
     info.file = disk.File();
@@ -56,23 +56,23 @@ CInfo Gather(CDisk& disk, bool noBlocks) {
     info.parameters = disk.Item<CFileParameters>();
     info.virtualSize = geometry.virtualSize;
     info.page83 = GuidText(disk.Item<CPage83Data>().page83Data);
-    info.logicalSectorSize = geometry.sectorSize;
+    info.logicalSectorSize = geometry.logicalSectorSize;
     info.physicalSectorSize = disk.Item<CPhysicalSectorSize>().sectorSize;
     info.parent = disk.Item<CParent>();
     info.ratio = geometry.ratio;
-    info.chunks = BlocksOf(BlocksOf(geometry.virtualSize, geometry.blockSize), geometry.ratio);
+    info.chunks = geometry.ChunkCount();
     if (!noBlocks) {
-        info.blocks.emplace(disk);
+        info.blocks = disk.Table(NVHDXDisk::CBlockTable::runsNotWanted);
     }
     return info;
 }
 
 using CMembers = CJsonValue::CMembers;
 
-CMembers BlocksJson(const CBlockTable& blocks) {
+CMembers BlocksJson(const NVHDXDisk::CBlockTable& blocks) {
     CMembers json = {{"total", blocks.BlockCount()}};
     for (const CPayloadBlock::EState state : states) {
-        json.push_back({std::string(StateName(state)), blocks.Summary().Count(state)});
+        json.push_back({std::string(StateName(state)), blocks.Count(state)});
     }
     return json;
 }
@@ -100,9 +100,10 @@ CMembers InfoJson(const CInfo& info) {
         {"page83", info.page83},
         {"leaveBlocksAllocated", info.parameters.leaveBlocksAllocated},
         {"bDifferencing", info.parameters.hasParent},
-        {"maxFileOffset", info.blocks ? CJsonValue(info.blocks->MaxFileOffset()) : CJsonValue()},
+        {"maxFileOffset",
+         info.blocks ? CJsonValue(info.blocks->Parameters().maxFileOffset) : CJsonValue()},
         {"lastPayloadBlockIndex",
-         info.blocks ? CJsonValue(info.blocks->LastPayloadBlockIndex()) : CJsonValue()},
+         info.blocks ? CJsonValue(info.blocks->Parameters().lastPayloadBlockIndex) : CJsonValue()},
         {"ratio", info.ratio},
         {"chunks", info.chunks},
         {"blocks", info.blocks ? CJsonValue(BlocksJson(*info.blocks)) : CJsonValue()},
@@ -133,12 +134,13 @@ private:
     COutput& m_output;
 };
 
-void PrintBlocks(const CBlockTable& blocks, CLines& lines) {
-    lines.Line("end of the last data", SizeText(blocks.MaxFileOffset()));
-    lines.Line("block with that data", std::to_string(blocks.LastPayloadBlockIndex()));
+void PrintBlocks(const NVHDXDisk::CBlockTable& blocks, CLines& lines) {
+    const NVHDX::CFileParameters& parameters = blocks.Parameters();
+    lines.Line("end of the last data", SizeText(parameters.maxFileOffset));
+    lines.Line("block with that data", std::to_string(parameters.lastPayloadBlockIndex));
     lines.Line("blocks", std::to_string(blocks.BlockCount()));
     for (const CPayloadBlock::EState state : states) {
-        lines.Count(StateName(state), blocks.Summary().Count(state));
+        lines.Count(StateName(state), blocks.Count(state));
     }
 }
 
@@ -170,7 +172,7 @@ void PrintText(const CInfo& info, COutput& output) {
 }
 
 void RunInfo(const CInfoOptions& options) {
-    CDisk disk(options.disk);
+    COpenedFile disk(options.disk);
     const CInfo info = Gather(disk, options.noBlocks);
     COutput output = COutput::Standard();
     options.json ? PrintJson(info, output) : PrintText(info, output);

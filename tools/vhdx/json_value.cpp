@@ -62,8 +62,8 @@ public:
         // Without the name that the parser has for the error.
         const std::string_view text = error.what();
         const std::size_t name = text.find("] ");
-        throw CFailure("this is no JSON: " +
-                       Printable(name == text.npos ? text : text.substr(name + 2)));
+        throw CCommandFailure("this is no JSON: " +
+                              Printable(name == text.npos ? text : text.substr(name + 2)));
     }
 
 private:
@@ -87,7 +87,7 @@ private:
 
     bool Open(CJsonValue value) {
         if (m_open.size() == s_mostOpen) {
-            throw CFailure("the JSON is nested too deeply");
+            throw CCommandFailure("the JSON is nested too deeply");
         }
         CJsonValue& place = Place();
         place = std::move(value);

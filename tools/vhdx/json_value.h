@@ -76,8 +76,8 @@ std::string JsonText(const CJsonValue& value);
 /// The same in lines, indented by two blanks.
 std::string JsonLines(const CJsonValue& value);
 
-/// Reads a value whose arrays and objects are nested at most nine deep. Throws `CFailure` that says
-/// what is wrong.
+/// Reads a value whose arrays and objects are nested at most nine deep. Throws `CCommandFailure`
+/// that says what is wrong.
 CJsonValue ParseJson(std::string_view text);
 
 }  // namespace NTool

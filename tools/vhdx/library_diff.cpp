@@ -1,16 +1,16 @@
 #include "tools/vhdx/library_diff.h"
 
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <string_view>
 #include <vector>
 
-#include "host/library_name.h"
-#include "host/locator_path.h"
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/disk.h"
 #include "tools/vhdx/json_value.h"
 #include "tools/vhdx/notes.h"
+#include "tools/vhdx/opened_file.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
 
@@ -20,8 +20,9 @@ namespace {
 
 using namespace NVHDX::NDifferencingVirtualMerge;
 
-using NVHDXHost::CPlatformLetter;
-using NVHDXHost::CPlatformName;
+/// The names of the library that are those of the platform.
+using CPlatformName = std::filesystem::path::string_type;
+using CPlatformLetter = CPlatformName::value_type;
 
 using CCircuit = CFileDataCircuit<CPlatformLetter>;
 using CPath = std::shared_ptr<CPlatformName>;
@@ -45,32 +46,31 @@ CPlatformName NameIn(const CPlatformName& opened) {
 }
 
 std::string NameOf(const CChainFile& file) {
-    return NVHDXHost::TextFromPath(NameIn(*file->path));
+    return NVHDXDisk::TextOf(NameIn(*file->path));
 }
 
 std::string NativePath(const std::string& folder, const CPlatformName& opened) {
     return TextOfPath(PathOf(folder) / NameIn(opened));
 }
 
-CFailure NotLinked(const NVHDXHost::CLinking& linking) {
+CCommandFailure NotLinked(const NVHDXDisk::CLinkingForecast& linking) {
     std::string text;
     for (const std::string& reason : linking.reasons) {
         text.append(text.empty() ? "" : "; ").append(reason);
     }
-    return CFailure("the library cannot link these disks: " + Printable(text));
+    return CCommandFailure("the library cannot link these disks: " + Printable(text));
 }
 
 /// The folder's chains as the library links them, in the order of their bases' names. Looks first,
 /// since the linking has no guard of its own where it would never end.
-std::vector<CChain> LinkChains(const CLibraryDiffOptions& options,
-                               const NVHDXHost::CFolderTree& tree) {
-    if (tree.Linking().outcome != NVHDXHost::CLinking::links) {
+std::vector<CChain> LinkChains(const CLibraryDiffOptions& options, const NVHDXDisk::CFolder& tree) {
+    if (tree.Linking().outcome != NVHDXDisk::CLinkingForecast::links) {
         throw NotLinked(tree.Linking());
     }
     const CTraceWriter trace(options.folder.traceLevel);
     std::vector<CChain> chains;
     if (!NVHDX::NSnapshotCircuit::NBuilder::DoIt(chains, PathOf(options.folder.folder).native())) {
-        throw CFailure(trace.FailureOr("the library cannot link these disks"));
+        throw CCommandFailure(trace.FailureOr("the library cannot link these disks"));
     }
     return chains;
 }
@@ -93,7 +93,7 @@ CChain& Select(std::vector<CChain>& chains, const std::string& base) {
         }
     }
     const std::string names = NamesOfBases(chains);
-    throw CFailure(
+    throw CCommandFailure(
         base.empty()
             ? fmt::format("the folder has {} chains; choose one with --base: {}", chains.size(),
                           names)
@@ -105,13 +105,13 @@ void ExplainFailure(const CLibraryDiffOptions& options, const CChain& chain) {
     std::vector<CChainFile> files = chain.snapshots;
     files.push_back(chain.base);
     for (const CChainFile& file : files) {
-        CDiskOptions disk;
+        CFileOptions disk;
         disk.file = NativePath(options.folder.folder, *file->path);
         disk.traceLevel = options.folder.traceLevel;
         try {
-            (void)CDisk(disk).LoadModel();
-        } catch (const CFailure& failure) {
-            throw CFailure(disk.file, failure.what());
+            (void)COpenedFile(disk).LoadModel();
+        } catch (const CCommandFailure& failure) {
+            throw CCommandFailure(disk.file, failure.what());
         }
     }
 }
@@ -126,26 +126,27 @@ CCircuit Prepared(const CLibraryDiffOptions& options, CChain& chain) {
         }
     }
     ExplainFailure(options, chain);
-    throw CFailure(
+    throw CCommandFailure(
         "the chain cannot be prepared: a sector bitmap cannot be read, or two blocks of the base "
         "lie at one place");
 }
 
 /// A disk that no command reads is not merged either.
-void CheckReadable(const NVHDXHost::CFolderTree& tree) {
-    for (const NVHDXHost::CFolderFile& file : tree.Files()) {
-        if (!file.problem.empty()) {
-            throw CFailure(TextOfPath(file.path), Printable(file.problem));
+void CheckReadable(const NVHDXDisk::CFolder& tree) {
+    for (const NVHDXDisk::CTreeFile& file : tree.Files()) {
+        if (file.problem) {
+            throw CCommandFailure(TextOfPath(file.path), ReasonOf(*file.problem));
         }
     }
 }
 
 CCircuit Load(const CLibraryDiffOptions& options) {
-    const NVHDXHost::CFolderTree tree = ScanFolder(options.folder);
+    const std::shared_ptr<const NVHDXDisk::CFolder> folder = ScanFolder(options.folder);
+    const NVHDXDisk::CFolder& tree = *folder;
     CheckReadable(tree);
     // The merge opens the files for itself, and knows nothing of logs.
-    for (const NVHDXHost::CFolderFile& file : tree.Files()) {
-        PrintPending(file.name, file.replay.entries);
+    for (const NVHDXDisk::CTreeFile& file : tree.Files()) {
+        PrintPending(file.name, file.log.entries);
     }
     std::vector<CChain> chains = LinkChains(options, tree);
     return Prepared(options, Select(chains, options.base));
@@ -216,7 +217,7 @@ private:
             return m_options.json ? "null" : "-";
         }
         return m_options.json ? JsonText(NativePath(m_options.folder.folder, *path))
-                              : Printable(NVHDXHost::TextFromPath(NameIn(*path)));
+                              : Printable(NVHDXDisk::TextOf(NameIn(*path)));
     }
 
     const CLibraryDiffOptions& m_options;
@@ -239,7 +240,8 @@ void PrintDifferences(const CLibraryDiffOptions& options, const CCircuit& circui
 /// Asks for the range at once: in parts the answers past the end of a block would be others.
 void PrintAnswers(const CLibraryDiffOptions& options, const CCircuit& circuit) {
     if (*options.length > longestRange) {
-        throw CFailure("a range of more than 1 GiB has too many sectors; ask for parts of it");
+        throw CCommandFailure(
+            "a range of more than 1 GiB has too many sectors; ask for parts of it");
     }
     std::vector<CGetDifferentialResult<CPlatformLetter>> answers;
     GetDifferential(answers, *options.offset, *options.length, circuit);

@@ -39,7 +39,7 @@ CLibraryName::CLibraryName(const fs::path& path, bool write) {
 CLibraryName::~CLibraryName() = default;
 
 void CLibraryName::Open(const fs::path&, bool) {
-    throw CFailure("the name of a saved model can have ASCII characters only");
+    throw CCommandFailure("the name of a saved model can have ASCII characters only");
 }
 
 #else
@@ -54,7 +54,7 @@ void CLibraryName::Open(const fs::path& path, bool write) {
     errno = 0;
     m_descriptor = open(path.c_str(), (write ? O_WRONLY : O_RDONLY) | O_CLOEXEC);
     if (m_descriptor < 0) {
-        throw CFailure(std::generic_category().message(errno));
+        throw CCommandFailure(std::generic_category().message(errno));
     }
     const std::string name = fmt::format("/dev/fd/{}", m_descriptor);
     m_name.assign(name.begin(), name.end());

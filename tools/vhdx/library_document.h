@@ -10,7 +10,7 @@ namespace NTool {
 
 /// The name under which the library finds a file. It takes the name through the C locale and cuts
 /// what does not fit, so that only ASCII arrives; any other file is opened here and named by its
-/// descriptor. Throws `CFailure` when it cannot be opened.
+/// descriptor. Throws `CCommandFailure` when it cannot be opened.
 class CLibraryName {
 public:
     CLibraryName(const std::filesystem::path& path, bool write);

@@ -13,7 +13,7 @@ namespace NTool {
 namespace {
 
 struct CLocateOptions {
-    CDiskOptions disk;
+    CFileOptions disk;
     CRangeOptions range;
     bool json = false;
 };
@@ -30,7 +30,7 @@ struct CPiece {
 
 /// Hands over the pieces in range order; asks for so many blocks at a time that memory stays small.
 template <class TReport>
-void ForEachPiece(const CDisk& disk, const CModel& model, const CRangeOptions& range,
+void ForEachPiece(const COpenedFile& disk, const CModel& model, const CRangeOptions& range,
                   TReport report) {
     const std::uint64_t step = std::uint64_t{4096} * model.params.payloadblksz;
     const std::uint64_t end = range.offset + range.length;
@@ -44,7 +44,7 @@ void ForEachPiece(const CDisk& disk, const CModel& model, const CRangeOptions& r
     }
 }
 
-void PrintJson(const CDisk& disk, const CModel& model, const CRangeOptions& range,
+void PrintJson(const COpenedFile& disk, const CModel& model, const CRangeOptions& range,
                COutput& output) {
     std::string_view separator = "[\n  ";
     ForEachPiece(disk, model, range, [&](const CPiece& piece) {
@@ -58,7 +58,7 @@ void PrintJson(const CDisk& disk, const CModel& model, const CRangeOptions& rang
     output.Append(separator == ",\n  " ? "\n]\n" : "[]\n");
 }
 
-void PrintText(const CDisk& disk, const CModel& model, const CRangeOptions& range,
+void PrintText(const COpenedFile& disk, const CModel& model, const CRangeOptions& range,
                COutput& output) {
     const bool coloured = output.IsColoured();
     output.Print(FMT_COMPILE("{}{:>17}  {:>17}  {:>10}  {:>17}{}\n"), coloured ? "\x1B[1m" : "",
@@ -71,8 +71,8 @@ void PrintText(const CDisk& disk, const CModel& model, const CRangeOptions& rang
 }
 
 void RunLocate(const CLocateOptions& options) {
-    CDisk disk(options.disk);
-    const CModel model = disk.LoadModel();
+    COpenedFile disk(options.disk);
+    const CModel model = disk.LoadModel(options.range.offset, options.range.length);
     CheckRange(options.range.offset, options.range.length, model.params.virtdisksz);
     COutput output = COutput::Standard();
     options.json ? PrintJson(disk, model, options.range, output)

@@ -1,16 +1,12 @@
 #include <algorithm>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "tools/vhdx/arguments.h"
-#include "tools/vhdx/block_runs.h"
-#include "tools/vhdx/block_table.h"
+#include "tools/vhdx/chosen_disk.h"
 #include "tools/vhdx/disk_svg.h"
-#include "tools/vhdx/extent_map.h"
-#include "tools/vhdx/merged_source.h"
+#include "tools/vhdx/extent_listing.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/output_file.h"
 #include "tools/vhdx/saved_model.h"
@@ -21,7 +17,7 @@ namespace NTool {
 namespace {
 
 struct CMapOptions {
-    CDiskOptions disk;
+    CFileOptions disk;
     bool json = false;
     bool merged = false;
     bool sectors = false;
@@ -29,58 +25,52 @@ struct CMapOptions {
     std::string picture;
 };
 
-void PrintRunJson(const CBlockRun& run, COutput& output) {
-    output.Print(FMT_COMPILE("{{\"start\": {}, \"length\": {}, \"state\": \"{}\", \"offset\": "),
-                 run.start, run.length, StateName(run.state));
-    run.HasData() ? output.Print(FMT_COMPILE("{}}}"), run.fileOffset) : output.Append("null}");
-}
+/// A run of blocks in bytes of the disk: the last one ends with the disk.
+struct CRunOfDisk {
+    CRunOfDisk(const NVHDXDisk::CBlockRun& run, const CGeometry& geometry)
+        : blocks(run),
+          start(run.firstBlock * geometry.blockSize),
+          length(std::min(run.count * geometry.blockSize, geometry.virtualSize - start)) {}
 
-/// The runs of a disk. Nothing may be printed of a table that is refused, and that may come out at
-/// its end only: the runs are kept while it is read, and when they become too many it is read once
-/// more for them.
+    const NVHDXDisk::CBlockRun& blocks;
+    std::uint64_t start;
+    std::uint64_t length;
+};
+
+/// The runs of a disk. Nothing is printed of a table that is refused, and that may come out at its
+/// end only: the table has been read once before.
 class CMap {
 public:
-    explicit CMap(CDisk& disk)
-        : m_geometry(disk.Geometry()),
-          m_runs(m_geometry.blockSize, m_geometry.virtualSize,
-                 [this](const CBlockRun& run) { Keep(run); }),
-          m_table(disk, [this](std::span<const std::uint64_t> words) { Join(words); }) {
-        m_runs.Finish();
-    }
+    explicit CMap(COpenedFile& disk)
+        : m_geometry(disk.Geometry()), m_table(disk.Table(NVHDXDisk::CBlockTable::runsWanted)) {}
 
-    void ForEach(const CBlockRuns::CReport& report) {
-        if (m_kept.size() <= mostKept) {
-            std::for_each(m_kept.begin(), m_kept.end(), report);
-            return;
+    template <class TReport>
+    void ForEach(TReport report) const {
+        NVHDXDisk::CFailure failure;
+        const auto take = [&](const NVHDXDisk::CBlockRun& run) {
+            report(CRunOfDisk(run, m_geometry));
+            return true;
+        };
+        if (!m_table->Runs(take, failure)) {
+            throw FailureOf(failure);
         }
-        CBlockRuns runs(m_geometry.blockSize, m_geometry.virtualSize, report);
-        m_table.ForEach([&runs](std::span<const std::uint64_t> words) { runs.Add(words); });
-        runs.Finish();
     }
 
 private:
-    static constexpr std::size_t mostKept = 65536;
-
-    void Join(std::span<const std::uint64_t> words) {
-        if (m_kept.size() <= mostKept) {
-            m_runs.Add(words);
-        }
-    }
-    void Keep(const CBlockRun& run) {
-        if (m_kept.size() <= mostKept) {
-            m_kept.push_back(run);
-        }
-    }
-
     const CGeometry m_geometry;
-    std::vector<CBlockRun> m_kept;
-    CBlockRuns m_runs;
-    CBlockTable m_table;
+    const std::shared_ptr<const NVHDXDisk::CBlockTable> m_table;
 };
 
-void PrintJson(CMap& map, COutput& output) {
+void PrintRunJson(const CRunOfDisk& run, COutput& output) {
+    output.Print(FMT_COMPILE("{{\"start\": {}, \"length\": {}, \"state\": \"{}\", \"offset\": "),
+                 run.start, run.length, StateName(run.blocks.state));
+    run.blocks.HasData() ? output.Print(FMT_COMPILE("{}}}"), run.blocks.position)
+                         : output.Append("null}");
+}
+
+void PrintJson(const CMap& map, COutput& output) {
     std::string_view separator = "[\n  ";
-    map.ForEach([&](const CBlockRun& run) {
+    map.ForEach([&](const CRunOfDisk& run) {
         output.Append(separator);
         PrintRunJson(run, output);
         separator = ",\n  ";
@@ -95,28 +85,26 @@ void PrintTitle(COutput& output) {
                  coloured ? "\x1B[0m" : "");
 }
 
-void PrintText(CMap& map, COutput& output) {
+void PrintText(const CMap& map, COutput& output) {
     PrintTitle(output);
-    map.ForEach([&output](const CBlockRun& run) {
+    map.ForEach([&output](const CRunOfDisk& run) {
         output.Print(FMT_COMPILE("{:>17}  {:>17}  {:>10}  {:<16}  {:>17}\n"), run.start, run.length,
-                     InUnits(run.length), StateName(run.state),
-                     run.HasData() ? std::to_string(run.fileOffset) : "-");
+                     InUnits(run.length), StateName(run.blocks.state),
+                     run.blocks.HasData() ? std::to_string(run.blocks.position) : "-");
     });
 }
 
 void DrawPicture(const CMapOptions& options) {
-    const auto disk = options.merged ? OpenMerged(options.disk, options.chain)
+    const auto disk = options.merged ? OpenDisk(options.disk, options.chain)
                                      : OpenAlone(options.disk, options.chain);
-    const bool leavesToParents = !options.merged && disk->Newest().HasParent();
+    const bool leavesToParents = !options.merged && disk->Files().front().HasParent();
     if (options.picture == "-") {
         COutput output = COutput::Standard();
         DrawDisk(disk, leavesToParents, output);
         output.Flush();
         return;
     }
-    for (const NVHDXHost::CDiskLayer& layer : disk->Layers()) {
-        CheckNotRead(options.picture, layer.path);
-    }
+    CheckNotRead(options.picture, *disk);
     COutputFile file(options.picture, options.disk.file);
     DrawDisk(disk, leavesToParents, file.Output());
     file.Commit();
@@ -129,14 +117,14 @@ void RunMap(const CMapOptions& options) {
     }
     if (options.merged || options.sectors) {
         COutput output = COutput::Standard();
-        const auto disk = options.merged ? OpenMerged(options.disk, options.chain)
+        const auto disk = options.merged ? OpenDisk(options.disk, options.chain)
                                          : OpenAlone(options.disk, options.chain);
         PrintExtents(disk, options.merged ? EExtentsOf::chain : EExtentsOf::oneFile,
                      {0, disk->Size()}, options.json, output);
         return;
     }
-    CDisk disk(ChosenDisk(options.disk, options.chain));
-    CMap map(disk);
+    COpenedFile disk(ChosenDisk(options.disk, options.chain));
+    const CMap map(disk);
     COutput output = COutput::Standard();
     options.json ? PrintJson(map, output) : PrintText(map, output);
     output.Flush();

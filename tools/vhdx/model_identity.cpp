@@ -8,9 +8,9 @@
 #include <system_error>
 
 #include <fmt/format.h>
+#include <boost/crc.hpp>
 
-#include "host/checksum.h"
-#include "host/path_query.h"
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/text.h"
 
@@ -24,10 +24,13 @@ constexpr std::string_view firstLine = "vhdx model identity 1\n";
 constexpr std::string_view separator = ": ";
 constexpr std::size_t largestText = 4096;
 
+/// CRC-32C.
+using CModelChecksum = boost::crc_optimal<32, 0x1EDC6F41, 0xFFFFFFFF, 0xFFFFFFFF, true, true>;
+
 /// The document's own traits come first: no other document passes for it.
 CDiskIdentity TraitsOf(const fs::path& model) {
     std::ifstream file(model, std::ios::binary);
-    NVHDXHost::CCrc32c crc;
+    CModelChecksum crc;
     std::uint64_t length = 0;
     std::array<char, 65536> piece;
     while (file.read(piece.data(), piece.size()) || file.gcount() != 0) {
@@ -35,7 +38,7 @@ CDiskIdentity TraitsOf(const fs::path& model) {
         length += static_cast<std::uint64_t>(file.gcount());
     }
     if (!file.eof()) {
-        throw CFailure("cannot be read back");
+        throw CCommandFailure("cannot be read back");
     }
     return {{"model length", std::to_string(length)},
             {"model checksum", fmt::format("{:08X}", crc.checksum())}};
@@ -46,15 +49,16 @@ std::string IdentityName(const fs::path& model) {
     return Printable(std::string(name.begin(), name.end()));
 }
 
-CFailure NoIdentity(const fs::path& model, std::string_view what) {
-    return CFailure(fmt::format("its identity file {} {}: save the model again with 'vhdx save'",
-                                IdentityName(model), what));
+CCommandFailure NoIdentity(const fs::path& model, std::string_view what) {
+    return CCommandFailure(
+        fmt::format("its identity file {} {}: save the model again with 'vhdx save'",
+                    IdentityName(model), what));
 }
 
 std::string ReadText(const fs::path& model) {
     std::error_code error;
     const fs::path place = IdentityPlace(model);
-    const fs::file_type kind = NVHDXHost::KindOf(place, error);
+    const fs::file_type kind = NVHDXDisk::KindOf(place, error);
     if (kind == fs::file_type::not_found) {
         throw NoIdentity(model, "is missing");
     }
@@ -119,8 +123,8 @@ std::string Difference(const CDiskTrait& now, const std::string& saved, bool ofS
 fs::path IdentityPlace(const fs::path& model) {
     std::error_code error;
     // Of a link it is beside the document that the link leads to.
-    const bool isLink = NVHDXHost::KindOfLink(model, error) == fs::file_type::symlink;
-    fs::path place = isLink ? NVHDXHost::Canonical(model) : model;
+    const bool isLink = NVHDXDisk::KindOfLink(model, error) == fs::file_type::symlink;
+    fs::path place = isLink ? NVHDXDisk::Canonical(model) : model;
     place += ".identity";
     return place;
 }
@@ -147,7 +151,7 @@ void CheckIdentity(const fs::path& model, const CDiskIdentity& disk) {
             continue;
         }
         throw i < ownTraits ? NoIdentity(model, "is of another model")
-                            : CFailure(Difference(traits[i], values[i], ofState));
+                            : CCommandFailure(Difference(traits[i], values[i], ofState));
     }
 }
 

@@ -28,14 +28,15 @@ inline constexpr const char* PendingLog = "pending log";
 /// The traits from here on change with the state of a disk, those before with the disk.
 inline constexpr const char* FirstTraitOfState = "DataWriteGuid";
 
-/// The text to keep beside a model that is complete. Throws `CFailure` when that cannot be read.
+/// The text to keep beside a model that is complete. Throws `CCommandFailure` when that cannot be
+/// read.
 std::string IdentityText(const CDiskIdentity& disk, const std::filesystem::path& model);
 
 /// Where the text is kept.
 std::filesystem::path IdentityPlace(const std::filesystem::path& model);
 
-/// Throws `CFailure` unless what is kept beside the model says that it is of this disk in this
-/// state.
+/// Throws `CCommandFailure` unless what is kept beside the model says that it is of this disk in
+/// this state.
 void CheckIdentity(const std::filesystem::path& model, const CDiskIdentity& disk);
 
 }  // namespace NTool

@@ -5,9 +5,7 @@
 
 #include <fmt/format.h>
 
-#include "host/locator_path.h"
-#include "host/path_query.h"
-#include "tools/vhdx/block_runs.h"
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/file_place.h"
 #include "tools/vhdx/library_document.h"
@@ -27,8 +25,8 @@ void CheckSavable(const CModel& model) {
     std::uint64_t number = 0;
     for (const NVHDX::CBlockChunk& chunk : model.blocks.chunks) {
         for (const NVHDX::CPayloadBlock& block : chunk.getPayloadBlocks()) {
-            if (HasData(block.state) && block.offset > largest) {
-                throw CFailure(fmt::format(
+            if (NVHDXDisk::HasData(block.state) && block.offset > largest) {
+                throw CCommandFailure(fmt::format(
                     "block {} lies at {} MiB in the file, and a saved model keeps places below "
                     "2147483648 MiB only",
                     number, block.offset));
@@ -43,23 +41,23 @@ void Serialize(const fs::path& path, const std::string& name, const CModel& mode
         const CLibraryName libraryName(path, true);
         try {
             NVHDX::VHDXMetadataSerialize(libraryName.Text(), model.blocks, model.params);
-        } catch (const CFailure&) {
+        } catch (const CCommandFailure&) {
             throw;
         } catch (const std::runtime_error& error) {
-            throw CFailure(Printable(WithoutName(error.what(), libraryName.Text())));
+            throw CCommandFailure(Printable(WithoutName(error.what(), libraryName.Text())));
         }
-    } catch (const CFailure& failure) {
-        throw CFailure(name, std::string("cannot be written: ") + failure.what());
+    } catch (const CCommandFailure& failure) {
+        throw CCommandFailure(name, std::string("cannot be written: ") + failure.what());
     }
 }
 
 /// The model is of no use without its identity, and is taken away when that cannot be written.
 void WriteIdentity(const fs::path& model, const std::string& disk, const std::string& text) {
     try {
-        COutputFile file(NVHDXHost::TextFromPath(IdentityPlace(model)), disk);
+        COutputFile file(NVHDXDisk::TextOf(IdentityPlace(model)), disk);
         file.Output().Append(text);
         file.Commit();
-    } catch (const CFailure&) {
+    } catch (const CCommandFailure&) {
         RemoveQuietly(model);
         throw;
     }
@@ -68,13 +66,14 @@ void WriteIdentity(const fs::path& model, const std::string& disk, const std::st
 /// Makes room for the identity, before the model that it is of takes its place.
 void RemoveIdentity(const fs::path& model, const std::string& disk) {
     const fs::path place = IdentityPlace(model);
-    const std::string name = NVHDXHost::TextFromPath(place);
+    const std::string name = NVHDXDisk::TextOf(place);
     CheckNotRead(name, PathOf(disk));
-    if (NVHDXHost::IsFolder(place)) {
-        throw CFailure(name, "this is a folder");
+    if (NVHDXDisk::IsFolder(place)) {
+        throw CCommandFailure(name, "this is a folder");
     }
     if (const int error = Remove(place); error != 0) {
-        throw CFailure(name, "cannot be replaced: " + std::generic_category().message(error));
+        throw CCommandFailure(name,
+                              "cannot be replaced: " + std::generic_category().message(error));
     }
 }
 
@@ -82,15 +81,16 @@ void RemoveIdentity(const fs::path& model, const std::string& disk) {
 
 void CheckModelPlace(const std::string& name) {
     if (name == "-") {
-        throw CFailure(name,
-                       "a model has its identity beside it, and standard output has no place for "
-                       "one; name a file");
+        throw CCommandFailure(
+            name,
+            "a model has its identity beside it, and standard output has no place for "
+            "one; name a file");
     }
     std::error_code error;
-    const fs::file_type kind = NVHDXHost::KindOf(PathOf(name), error);
+    const fs::file_type kind = NVHDXDisk::KindOf(PathOf(name), error);
     if (kind != fs::file_type::none && kind != fs::file_type::not_found &&
         kind != fs::file_type::regular && kind != fs::file_type::directory) {
-        throw CFailure(name, "only a file can be written, no device and no pipe");
+        throw CCommandFailure(name, "only a file can be written, no device and no pipe");
     }
 }
 

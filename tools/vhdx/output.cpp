@@ -136,9 +136,9 @@ void COutput::Fail(int error) const {
     if (IsClosedPipe(error)) {
         throw CClosedPipe();
     }
-    throw CFailure(m_name, error == 0
-                               ? "cannot be written"
-                               : "cannot be written: " + std::generic_category().message(error));
+    throw CCommandFailure(
+        m_name, error == 0 ? "cannot be written"
+                           : "cannot be written: " + std::generic_category().message(error));
 }
 
 void LetWritesFail() {

@@ -14,8 +14,9 @@
 namespace NTool {
 
 /// Where a command's result goes: text is collected and written in large pieces, bytes go straight
-/// through. What cannot be written ends in `CFailure` that names the output, or in `CClosedPipe`.
-/// Whoever made the output calls `Flush` at the end; without it collected text is dropped.
+/// through. What cannot be written ends in `CCommandFailure` that names the output, or in
+/// `CClosedPipe`. Whoever made the output calls `Flush` at the end; without it collected text is
+/// dropped.
 class COutput {
 public:
     /// The file stays the caller's. `name` is for messages. Where `sparse`, zeros may become holes.

@@ -10,7 +10,7 @@
 #include "tools/vhdx/windows_file.h"
 #endif
 
-#include "host/path_query.h"
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/file_place.h"
@@ -35,8 +35,8 @@ std::FILE* OpenToWrite(const fs::path& path, bool mustBeNew) {
 }  // namespace
 
 void CheckNotRead(const std::string& output, const fs::path& source) {
-    if (NVHDXHost::AreSameFile(PathOf(output), source)) {
-        throw CFailure(output, "this is the disk file that is read");
+    if (NVHDXDisk::AreSameFile(PathOf(output), source)) {
+        throw CCommandFailure(output, "this is the disk file that is read");
     }
 }
 
@@ -44,12 +44,12 @@ COutputFile::COutputFile(const std::string& path, const std::string& source, ERe
     : m_name(path),
       m_replace(replace),
       // The place that a link leads to, so that the link itself stays.
-      m_path(NVHDXHost::Canonical(PathOf(path))) {
+      m_path(NVHDXDisk::Canonical(PathOf(path))) {
     CheckNotRead(path, PathOf(source));
     std::error_code error;
-    switch (NVHDXHost::KindOf(m_path, error)) {
+    switch (NVHDXDisk::KindOf(m_path, error)) {
         case fs::file_type::directory:
-            throw CFailure(m_name, "this is a folder");
+            throw CCommandFailure(m_name, "this is a folder");
         case fs::file_type::regular:
             if (m_replace == mustBeNew) {
                 FailExisting();
@@ -81,7 +81,8 @@ void COutputFile::CreateBeside() {
         if (m_file == nullptr && (errno != EEXIST || attempt == 99)) {
             const int error = errno;
             m_temporary.clear();
-            throw CFailure(m_name, "cannot be written: " + std::generic_category().message(error));
+            throw CCommandFailure(m_name,
+                                  "cannot be written: " + std::generic_category().message(error));
         }
     }
     m_guard->Guard(m_temporary);
@@ -91,7 +92,8 @@ void COutputFile::CreateBeside() {
 void COutputFile::OpenDirectly() {
     m_file = OpenToWrite(m_path, false);
     if (m_file == nullptr) {
-        throw CFailure(m_name, "cannot be written: " + std::generic_category().message(errno));
+        throw CCommandFailure(m_name,
+                              "cannot be written: " + std::generic_category().message(errno));
     }
     m_output = std::make_unique<COutput>(m_file, m_name);
 }
@@ -112,7 +114,7 @@ void COutputFile::Commit() {
 
 void COutputFile::TakePlace() {
     std::error_code unknown;
-    if (NVHDXHost::KindOf(m_path, unknown) == fs::file_type::regular) {
+    if (NVHDXDisk::KindOf(m_path, unknown) == fs::file_type::regular) {
         if (m_replace == mustBeNew) {
             FailExisting();
         }
@@ -129,7 +131,7 @@ void COutputFile::TakePlace() {
 }
 
 void COutputFile::FailExisting() const {
-    throw CFailure(m_name, "this file exists already (--force replaces it)");
+    throw CCommandFailure(m_name, "this file exists already (--force replaces it)");
 }
 
 }  // namespace NTool

@@ -31,7 +31,7 @@ public:
         return m_temporary.empty() ? m_path : m_temporary;
     }
 
-    /// Everything was written: makes the result visible. Throws `CFailure` when that fails.
+    /// Everything was written: makes the result visible. Throws `CCommandFailure` when that fails.
     void Commit();
 
 private:

@@ -57,7 +57,7 @@ int Guarded(const std::string& subject, TRun run) {
         return run();
     } catch (const CClosedPipe&) {
         return statusFailed;
-    } catch (const CFailure& failure) {
+    } catch (const CCommandFailure& failure) {
         return Fail(failure.Subject().empty() ? subject : failure.Subject(), failure.what());
     } catch (const std::bad_alloc&) {
         return Fail(subject, "there is not enough memory");

@@ -12,9 +12,9 @@
 #include <fmt/format.h>
 
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/disk.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/json_value.h"
+#include "tools/vhdx/opened_file.h"
 #include "tools/vhdx/size_text.h"
 #include "tools/vhdx/text.h"
 
@@ -27,8 +27,8 @@ class CRangeCollector {
 public:
     void Add(std::uint64_t offset, std::uint64_t length, const std::string& place) {
         if (length > ~offset) {
-            throw CFailure(fmt::format("{}: the range of {} bytes from {} ends past 2^64", place,
-                                       length, offset));
+            throw CCommandFailure(fmt::format("{}: the range of {} bytes from {} ends past 2^64",
+                                              place, length, offset));
         }
         if (!m_ranges.empty()) {
             CheckOrder(offset, place);
@@ -42,13 +42,13 @@ private:
     void CheckOrder(std::uint64_t offset, const std::string& place) const {
         const auto& [lastOffset, lastLength] = *m_ranges.rbegin();
         if (offset < lastOffset) {
-            throw CFailure(fmt::format(
+            throw CCommandFailure(fmt::format(
                 "{}: the range from {} stands behind the one from {}; ranges must be sorted", place,
                 offset, lastOffset));
         }
         // Also two empty ranges at one place, which the library could not tell apart.
         if (offset == lastOffset || offset - lastOffset < lastLength) {
-            throw CFailure(
+            throw CCommandFailure(
                 fmt::format("{}: the range from {} overlaps the one before it, {} bytes from {}",
                             place, offset, lastLength, lastOffset));
         }
@@ -68,7 +68,7 @@ std::uint64_t ParseNumber(std::string_view text, const std::string& place) {
     try {
         return ParseSize(text);
     } catch (const CSizeError& error) {
-        throw CFailure(place + ": " + Printable(error.what()));
+        throw CCommandFailure(place + ": " + Printable(error.what()));
     }
 }
 
@@ -84,7 +84,7 @@ CRanges ParseLines(std::string_view text) {
         const std::string place = fmt::format("line {}", number);
         const std::size_t comma = line.find(',');
         if (comma == line.npos) {
-            throw CFailure(place + ": this is no \"offset,length\"");
+            throw CCommandFailure(place + ": this is no \"offset,length\"");
         }
         collector.Add(ParseNumber(Trimmed(line.substr(0, comma)), place),
                       ParseNumber(Trimmed(line.substr(comma + 1)), place), place);
@@ -96,7 +96,7 @@ std::uint64_t NumberOf(const CJsonValue& element, const char* key, const std::st
     const CJsonValue* const value = element.Find(key);
     const std::uint64_t* const number = value == nullptr ? nullptr : value->Number();
     if (number == nullptr) {
-        throw CFailure(fmt::format("{}: \"{}\" is no whole number below 2^64", place, key));
+        throw CCommandFailure(fmt::format("{}: \"{}\" is no whole number below 2^64", place, key));
     }
     return *number;
 }
@@ -105,14 +105,14 @@ CRanges ParseElements(const std::string& text) {
     const CJsonValue json = ParseJson(text);
     const CJsonValue::CElements* const elements = json.Elements();
     if (elements == nullptr) {
-        throw CFailure(R"(the JSON is no array of {"offset", "length"})");
+        throw CCommandFailure(R"(the JSON is no array of {"offset", "length"})");
     }
     CRangeCollector collector;
     std::size_t number = 0;
     for (const CJsonValue& element : *elements) {
         const std::string place = fmt::format("element {}", ++number);
         if (!element.IsObject()) {
-            throw CFailure(place + R"(: this is no {"offset", "length"})");
+            throw CCommandFailure(place + R"(: this is no {"offset", "length"})");
         }
         collector.Add(NumberOf(element, "offset", place), NumberOf(element, "length", place),
                       place);
@@ -128,7 +128,7 @@ std::string ReadAll(std::FILE* file) {
         text.append(piece.data(), count);
     }
     if (std::ferror(file) != 0) {
-        throw CFailure("cannot be read: " + std::generic_category().message(errno));
+        throw CCommandFailure("cannot be read: " + std::generic_category().message(errno));
     }
     return text;
 }
@@ -152,7 +152,7 @@ std::string TextOf(const std::string& file) {
     const std::unique_ptr<std::FILE, CFileCloser> opened(std::fopen(PathOf(file).c_str(), "rb"));
 #endif
     if (opened == nullptr) {
-        throw CFailure("cannot be read: " + std::generic_category().message(errno));
+        throw CCommandFailure("cannot be read: " + std::generic_category().message(errno));
     }
     return ReadAll(opened.get());
 }
@@ -168,8 +168,8 @@ CRanges ParseRanges(const std::string& text) {
 CRanges ReadRanges(const std::string& file) {
     try {
         return ParseRanges(TextOf(file));
-    } catch (const CFailure& failure) {
-        throw CFailure(NameOf(file), failure.what());
+    } catch (const CCommandFailure& failure) {
+        throw CCommandFailure(NameOf(file), failure.what());
     }
 }
 
@@ -178,8 +178,8 @@ void CheckRanges(const std::string& file, const CRanges& ranges, std::uint64_t d
         for (const auto& [offset, length] : ranges) {
             CheckRange(offset, length, diskSize);
         }
-    } catch (const CFailure& failure) {
-        throw CFailure(NameOf(file), failure.what());
+    } catch (const CCommandFailure& failure) {
+        throw CCommandFailure(NameOf(file), failure.what());
     }
 }
 

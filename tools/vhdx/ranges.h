@@ -11,15 +11,16 @@ namespace NTool {
 using CRanges = std::map<std::uint64_t, std::uint64_t>;
 
 /// The ranges of a text: a JSON array of {"offset", "length"}, or a line "offset,length" for each.
-/// Throws `CFailure` that names the line or the element for what is neither, for ranges that are
-/// not in ascending order or overlap, and for ranges that end past 2^64.
+/// Throws `CCommandFailure` that names the line or the element for what is neither, for ranges that
+/// are not in ascending order or overlap, and for ranges that end past 2^64.
 CRanges ParseRanges(const std::string& text);
 
-/// The ranges of a file, or of standard input for "-". Throws `CFailure` whose subject is the file.
+/// The ranges of a file, or of standard input for "-". Throws `CCommandFailure` whose subject is
+/// the file.
 CRanges ReadRanges(const std::string& file);
 
-/// Throws `CFailure` that names the file and the first range which ends past the end of a disk of
-/// this size.
+/// Throws `CCommandFailure` that names the file and the first range which ends past the end of a
+/// disk of this size.
 void CheckRanges(const std::string& file, const CRanges& ranges, std::uint64_t diskSize);
 
 /// Cuts the ranges to a disk of this size, and drops those that lie past its end.

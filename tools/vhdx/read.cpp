@@ -1,29 +1,22 @@
-#include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <span>
 #include <string>
-#include <utility>
-#include <vector>
 
-#include "host/raw_export.h"
 #include "tools/vhdx/arguments.h"
-#include "tools/vhdx/extent_map.h"
-#include "tools/vhdx/merged_source.h"
+#include "tools/vhdx/chosen_disk.h"
+#include "tools/vhdx/extent_listing.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/output_file.h"
 #include "tools/vhdx/progress.h"
 #include "tools/vhdx/saved_model.h"
+#include "tools/vhdx/stream_target.h"
 
 namespace NTool {
 
 namespace {
 
-/// Large enough that the calls do not count, small enough to stay in the processor's cache.
-constexpr std::uint64_t pieceSize = std::uint64_t{1024} * 1024;
-
 struct CReadOptions {
-    CDiskOptions disk;
+    CFileOptions disk;
     CRangeChoice range;
     std::string output;
     EProgress progress = EProgress::automatic;
@@ -31,8 +24,6 @@ struct CReadOptions {
     bool fileOnly = false;
     CChainOptions chain;
 };
-
-using CDiskPointer = std::shared_ptr<const NVHDXHost::CMergedDisk>;
 
 bool IsStandard(const std::string& output) {
     return output.empty() || output == "-";
@@ -44,51 +35,6 @@ EProgress WantedProgress(const CReadOptions& options) {
     return mixed && options.progress == EProgress::automatic ? EProgress::never : options.progress;
 }
 
-/// Writes the bytes of the disk one behind the other.
-class CBytesInOrder final : public NVHDXHost::IRawTarget {
-public:
-    CBytesInOrder(const CDiskPointer& disk, COutput& output, CProgress& progress)
-        : m_reader(disk), m_output(output), m_progress(progress), m_buffer(pieceSize) {}
-
-    void CopyFrom(std::size_t, std::uint64_t, std::uint64_t offset, std::uint64_t length) override {
-        for (const std::uint64_t end = offset + length; offset != end;) {
-            const std::span<unsigned char> piece(
-                m_buffer.data(), static_cast<std::size_t>(std::min(pieceSize, end - offset)));
-            if (!m_reader.Read(offset, piece)) {
-                throw ReadFailure(m_reader.Disk(), m_reader.Error());
-            }
-            Write(offset, piece);
-            offset += piece.size();
-        }
-    }
-    void Write(std::uint64_t, std::span<const unsigned char> bytes) override {
-        m_output.Write(bytes.data(), bytes.size());
-        m_progress.Advance(bytes.size());
-    }
-    void Zero(std::uint64_t, std::uint64_t length) override {
-        m_output.WriteZeros(length);
-        m_progress.Advance(length);
-    }
-
-private:
-    NVHDXHost::CMergedReader m_reader;
-    COutput& m_output;
-    CProgress& m_progress;
-    std::vector<unsigned char> m_buffer;
-};
-
-void WriteBytes(const CDiskPointer& disk, const CRangeOptions& range, const CReadOptions& options,
-                COutput& output) {
-    CProgress progress(WantedProgress(options), "reading ");
-    progress.Start(range.length);
-    NVHDXHost::CRawExport source(disk);
-    CBytesInOrder target(disk, output, progress);
-    if (!source.Copy(range.offset, range.length, target)) {
-        throw ReadFailure(*disk, source.Error());
-    }
-    output.Flush();
-}
-
 void WriteAnswer(const CDiskPointer& disk, const CRangeOptions& range, const CReadOptions& options,
                  COutput& output) {
     if (options.json) {
@@ -96,16 +42,12 @@ void WriteAnswer(const CDiskPointer& disk, const CRangeOptions& range, const CRe
                      output);
         return;
     }
-    WriteBytes(disk, range, options, output);
+    WriteBytes(disk, range, WantedProgress(options), "reading ", output);
 }
 
-/// The file alone is read through the library's model of its blocks, which may be a saved one.
 CDiskPointer OpenSource(const CReadOptions& options) {
-    if (!options.fileOnly) {
-        return OpenMerged(options.disk, options.chain);
-    }
-    CDisk disk(ChosenDisk(options.disk, options.chain));
-    return NVHDXHost::CMergedDisk::OfFile(disk.Layer(disk.LoadModel()));
+    return options.fileOnly ? OpenFileOnly(options.disk, options.chain)
+                            : OpenDisk(options.disk, options.chain);
 }
 
 void RunRead(const CReadOptions& options) {
@@ -116,9 +58,7 @@ void RunRead(const CReadOptions& options) {
         WriteAnswer(disk, range, options, output);
         return;
     }
-    for (const NVHDXHost::CDiskLayer& layer : disk->Layers()) {
-        CheckNotRead(options.output, layer.path);
-    }
+    CheckNotRead(options.output, *disk);
     COutputFile file(options.output, options.disk.file);
     WriteAnswer(disk, range, options, file.Output());
     file.Commit();

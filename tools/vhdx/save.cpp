@@ -9,17 +9,17 @@ namespace NTool {
 namespace {
 
 struct CSaveOptions {
-    CDiskOptions disk;
+    CFileOptions disk;
     std::string model;
 };
 
 void RunSave(const CSaveOptions& options) {
     CheckModelPlace(options.model);
-    CDisk disk(options.disk);
+    COpenedFile disk(options.disk);
     const CDiskIdentity identity = disk.Identity();
     const CModel model = disk.LoadModel();
     if (disk.Identity() != identity) {
-        throw CFailure("the disk changed while its model was made; save it again");
+        throw CCommandFailure("the disk changed while its model was made; save it again");
     }
     SaveModel(options.model, options.disk.file, model, identity);
 }

@@ -6,8 +6,7 @@
 
 #include <fmt/format.h>
 
-#include "host/path_query.h"
-#include "tools/vhdx/block_runs.h"
+#include <vhdx_disk/path.h>
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/library_document.h"
 #include "tools/vhdx/text.h"
@@ -20,9 +19,9 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view notSaved = "this is not a saved model of a disk";
 
-CFailure NotOfThisDisk(const char* what, std::uint64_t has, std::uint64_t wanted) {
-    return CFailure(fmt::format("the model is not of this disk: its {} is {}, the disk's is {}",
-                                what, has, wanted));
+CCommandFailure NotOfThisDisk(const char* what, std::uint64_t has, std::uint64_t wanted) {
+    return CCommandFailure(fmt::format(
+        "the model is not of this disk: its {} is {}, the disk's is {}", what, has, wanted));
 }
 
 void CheckGeometry(const CModel& model, const CGeometry& geometry) {
@@ -33,20 +32,20 @@ void CheckGeometry(const CModel& model, const CGeometry& geometry) {
     };
     check("virtual size", model.params.virtdisksz, geometry.virtualSize);
     check("block size", model.params.payloadblksz, geometry.blockSize);
-    check("logical sector size", model.params.logsectsz, geometry.sectorSize);
+    check("logical sector size", model.params.logsectsz, geometry.logicalSectorSize);
     check("chunk ratio", model.blocks.ratio, geometry.ratio);
     for (const NVHDX::CBlockChunk& chunk : model.blocks.chunks) {
         if (chunk.IsSectorBitmapPresent() != geometry.hasParent) {
-            throw CFailure(geometry.hasParent
-                               ? "the model is not of this disk: it is of one without parent"
-                               : "the model is not of this disk: it is of one with a parent");
+            throw CCommandFailure(
+                geometry.hasParent ? "the model is not of this disk: it is of one without parent"
+                                   : "the model is not of this disk: it is of one with a parent");
         }
     }
 }
 
 /// A missing block would read as zeros.
-void CheckCoverage(const CModel& model) {
-    std::uint64_t left = model.BlockCount();
+void CheckCoverage(const CModel& model, const CGeometry& geometry) {
+    std::uint64_t left = geometry.BlockCount();
     for (const NVHDX::CBlockChunk& chunk : model.blocks.chunks) {
         const std::uint64_t wanted = std::min(left, model.blocks.ratio);
         if (chunk.getCount() < wanted || chunk.getCount() > model.blocks.ratio) {
@@ -55,7 +54,8 @@ void CheckCoverage(const CModel& model) {
         left -= wanted;
     }
     if (left != 0) {
-        throw CFailure("the model does not cover the disk: it has too few or misplaced blocks");
+        throw CCommandFailure(
+            "the model does not cover the disk: it has too few or misplaced blocks");
     }
 }
 
@@ -69,7 +69,8 @@ void CheckBlocks(const CModel& model) {
             const bool present = block.state == NVHDX::CPayloadBlock::FullyPresent ||
                                  block.state == NVHDX::CPayloadBlock::PartiallyPresent;
             if (!isState || (present && (block.offset == 0 || block.offset > 0x7FFFFFFF))) {
-                throw CFailure(fmt::format("the model has no usable entry for block {}", number));
+                throw CCommandFailure(
+                    fmt::format("the model has no usable entry for block {}", number));
             }
             ++number;
         }
@@ -82,7 +83,7 @@ CModel Deserialize(const fs::path& path) {
     try {
         NVHDX::VHDXMetadataDeserialize(name.Text(), model.blocks, model.params);
     } catch (const std::runtime_error& error) {
-        throw CFailure(
+        throw CCommandFailure(
             fmt::format("{}: {}", notSaved, Printable(WithoutName(error.what(), name.Text()))));
     }
     return model;
@@ -90,13 +91,13 @@ CModel Deserialize(const fs::path& path) {
 
 void CheckKind(const fs::path& path) {
     std::error_code error;
-    switch (NVHDXHost::KindOf(path, error)) {
+    switch (NVHDXDisk::KindOf(path, error)) {
         case fs::file_type::not_found:
-            throw CFailure("there is no such file");
+            throw CCommandFailure("there is no such file");
         case fs::file_type::directory:
-            throw CFailure("this is a folder, not a saved model");
+            throw CCommandFailure("this is a folder, not a saved model");
         case fs::file_type::none:
-            throw CFailure(error.message());
+            throw CCommandFailure(error.message());
         default:
             break;
     }
@@ -106,7 +107,7 @@ CModel ReadChecked(const fs::path& path, const CGeometry& geometry, const CDiskI
     CheckKind(path);
     CModel model = Deserialize(path);
     CheckGeometry(model, geometry);
-    CheckCoverage(model);
+    CheckCoverage(model, geometry);
     CheckBlocks(model);
     CheckIdentity(path, identity);
     return model;
@@ -114,7 +115,7 @@ CModel ReadChecked(const fs::path& path, const CGeometry& geometry, const CDiskI
 
 }  // namespace
 
-void AddModelArgument(CCommandSyntax& command, CDiskOptions& disk) {
+void AddModelArgument(CCommandSyntax& command, CFileOptions& disk) {
     command.AddText(
         "--model", "MODEL.xml", disk.model,
         "Take the blocks from this model, which 'vhdx save' wrote, and leave the block "
@@ -129,11 +130,12 @@ CModel ReadModel(const std::string& file, const CGeometry& geometry,
                  const CDiskIdentity& identity) {
     try {
         if (file == "-") {
-            throw CFailure("a model has its identity beside it, and standard input has none");
+            throw CCommandFailure(
+                "a model has its identity beside it, and standard input has none");
         }
         return ReadChecked(PathOf(file), geometry, identity);
-    } catch (const CFailure& failure) {
-        throw CFailure(file, failure.what());
+    } catch (const CCommandFailure& failure) {
+        throw CCommandFailure(file, failure.what());
     }
 }
 

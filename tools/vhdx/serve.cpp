@@ -13,8 +13,8 @@
 #endif
 
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/chosen_disk.h"
 #include "tools/vhdx/failure.h"
-#include "tools/vhdx/merged_source.h"
 
 namespace NTool {
 
@@ -23,7 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 
 struct CServeOptions {
-    CDiskOptions disk;
+    CFileOptions disk;
     CChainOptions chain;
     std::string socket;
 };
@@ -31,7 +31,7 @@ struct CServeOptions {
 #if defined(_WIN32)
 
 void RunServe(const CServeOptions&) {
-    throw CFailure("nbdkit does not run on Windows");
+    throw CCommandFailure("nbdkit does not run on Windows");
 }
 
 #else
@@ -49,8 +49,8 @@ fs::path FindPlugin() {
             return fs::weakly_canonical(candidate, error);
         }
     }
-    throw CFailure(std::string("nbdkit's plugin ") + PluginFile +
-                   " is neither beside this command nor installed with it");
+    throw CCommandFailure(std::string("nbdkit's plugin ") + PluginFile +
+                          " is neither beside this command nor installed with it");
 }
 
 /// What the plugin is told of the disk.
@@ -63,7 +63,7 @@ std::vector<std::string> DiskParameters(const CServeOptions& options) {
     if (options.chain.acceptChangedParent) {
         parameters.emplace_back("accept-changed-parent=true");
     }
-    if (options.disk.logMode == NVHDXHost::CReplayStream::asItStands) {
+    if (options.disk.log == NVHDXDisk::ELog::asItStands) {
         parameters.emplace_back("replay=false");
     }
     return parameters;
@@ -95,8 +95,8 @@ void RunServe(const CServeOptions& options) {
     }
     arguments.push_back(nullptr);
     execvp(arguments[0], arguments.data());
-    throw CFailure("nbdkit",
-                   errno == ENOENT ? "is not installed" : std::generic_category().message(errno));
+    throw CCommandFailure(
+        "nbdkit", errno == ENOENT ? "is not installed" : std::generic_category().message(errno));
 }
 
 #endif
@@ -110,7 +110,7 @@ void AddServe(CProgramSyntax& program, CChosenCommand& chosen) {
     command.AddPlaced("SOURCE", options->disk.file,
                       "A disk file (.vhdx or .avhdx), or a folder together with --disk");
     AddChainArguments(command, options->chain);
-    AddNoReplayArgument(command, options->disk.logMode,
+    AddNoReplayArgument(command, options->disk.log,
                         "Serve the files as they stand, without the entries of their logs that are "
                         "pending");
     command.AddText("--socket", "PATH", options->socket,

@@ -22,7 +22,8 @@ sockaddr_un AddressOf(const std::string& name) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     if (name.size() >= sizeof address.sun_path) {
-        throw CFailure(name, "the path is too long for a socket; give it relative to the folder");
+        throw CCommandFailure(name,
+                              "the path is too long for a socket; give it relative to the folder");
     }
     name.copy(address.sun_path, name.size());
     return address;
@@ -47,15 +48,15 @@ int TryToConnect(const std::string& name) {
 void RemoveIfDeserted(const std::string& name) {
     const int error = TryToConnect(name);
     if (error == 0 || error == EAGAIN) {
-        throw CFailure(name, "somebody listens on this socket already");
+        throw CCommandFailure(name, "somebody listens on this socket already");
     }
     if (error != ECONNREFUSED) {
-        throw CFailure(name,
-                       "this socket cannot be replaced: " + std::generic_category().message(error));
+        throw CCommandFailure(
+            name, "this socket cannot be replaced: " + std::generic_category().message(error));
     }
     if (unlink(name.c_str()) != 0 && errno != ENOENT) {
-        throw CFailure(name, "this socket, on which nobody listens, cannot be removed: " +
-                                 std::generic_category().message(errno));
+        throw CCommandFailure(name, "this socket, on which nobody listens, cannot be removed: " +
+                                        std::generic_category().message(errno));
     }
 }
 
@@ -71,9 +72,9 @@ void MakeRoomForSocket(const std::string& name) {
             RemoveIfDeserted(name);
             return;
         case fs::file_type::none:
-            throw CFailure(name, error.message());
+            throw CCommandFailure(name, error.message());
         default:
-            throw CFailure(name, "this is there already and is no socket");
+            throw CCommandFailure(name, "this is there already and is no socket");
     }
 }
 

@@ -9,40 +9,8 @@ namespace NTool {
 
 namespace {
 
-constexpr char32_t replacement = 0xFFFD;
-
 bool IsSurrogate(char32_t point) {
     return point >= 0xD800 && point <= 0xDFFF;
-}
-
-void AppendUtf8(std::string& text, char32_t point) {
-    const auto append = [&text](char32_t byte) { text.push_back(static_cast<char>(byte)); };
-    if (point < 0x80) {
-        append(point);
-    } else if (point < 0x800) {
-        append(0xC0 | point >> 6);
-        append(0x80 | (point & 0x3F));
-    } else if (point < 0x10000) {
-        append(0xE0 | point >> 12);
-        append(0x80 | (point >> 6 & 0x3F));
-        append(0x80 | (point & 0x3F));
-    } else {
-        append(0xF0 | point >> 18);
-        append(0x80 | (point >> 12 & 0x3F));
-        append(0x80 | (point >> 6 & 0x3F));
-        append(0x80 | (point & 0x3F));
-    }
-}
-
-/// Takes one code point off the front of a non-empty text.
-char32_t TakePoint(std::wstring_view& text) {
-    const auto unit = [&text](std::size_t i) { return static_cast<char32_t>(text[i]); };
-    const char32_t first = unit(0);
-    const bool pair = first >= 0xD800 && first <= 0xDBFF && text.size() > 1 && unit(1) >= 0xDC00 &&
-                      unit(1) <= 0xDFFF;
-    const char32_t point = pair ? 0x10000 + ((first - 0xD800) << 10) + (unit(1) - 0xDC00) : first;
-    text.remove_prefix(pair ? 2 : 1);
-    return IsSurrogate(point) || point > 0x10FFFF ? replacement : point;
 }
 
 /// The length of the well-formed sequence at the front of a non-empty text; 0 when there is none.
@@ -79,15 +47,6 @@ bool IsHarmless(char32_t point) {
 }
 
 }  // namespace
-
-std::string Utf8(std::wstring_view text) {
-    std::string utf8;
-    utf8.reserve(text.size());
-    while (!text.empty()) {
-        AppendUtf8(utf8, TakePoint(text));
-    }
-    return utf8;
-}
 
 std::string Printable(std::string_view utf8) {
     std::string printable;

@@ -5,14 +5,13 @@
 #include <string>
 #include <string_view>
 
+#include <vhdx_disk/path.h>
 #include <vhdx_parser/block_model.h>
 #include <vhdx_parser/metadata.h>
 
 namespace NTool {
 
-/// The UTF-8 form of UTF-16 code units, one in each character; U+FFFD for an unpaired surrogate.
-/// Where `wchar_t` has 32 bits a character may also be a whole code point.
-std::string Utf8(std::wstring_view text);
+using NVHDXDisk::Utf8;
 
 /// The text with everything that could steer a terminal or mislead the eye (control characters,
 /// direction marks, bytes that are no UTF-8) written as an escape, so that a disk file or a file

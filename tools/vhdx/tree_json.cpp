@@ -4,8 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "host/folder_chains.h"
 #include "tools/vhdx/command_line.h"
+#include "tools/vhdx/failure.h"
+#include "tools/vhdx/folder.h"
 #include "tools/vhdx/json_value.h"
 
 namespace NTool {
@@ -14,31 +15,31 @@ namespace {
 
 using CElements = CJsonValue::CElements;
 using CMembers = CJsonValue::CMembers;
-using NVHDXHost::CFolderFile;
-using NVHDXHost::CFolderFinding;
-using NVHDXHost::CFolderTree;
+using NVHDXDisk::CFolder;
+using NVHDXDisk::CTreeFile;
+using NVHDXDisk::CTreeFinding;
 
-const char* KindName(CFolderFinding::EKind kind) {
+const char* KindName(CTreeFinding::EKind kind) {
     switch (kind) {
-        case CFolderFinding::unreadable:
+        case CTreeFinding::unreadable:
             return "unreadable";
-        case CFolderFinding::parentMissing:
+        case CTreeFinding::parentMissing:
             return "parent_missing";
-        case CFolderFinding::parentOutside:
+        case CTreeFinding::parentOutside:
             return "parent_outside";
-        case CFolderFinding::parentChanged:
+        case CTreeFinding::parentChanged:
             return "parent_changed";
-        case CFolderFinding::linkageMissing:
+        case CTreeFinding::linkageMissing:
             return "linkage_missing";
-        case CFolderFinding::severalChildren:
+        case CTreeFinding::severalChildren:
             return "several_children";
-        case CFolderFinding::cycle:
+        case CTreeFinding::circle:
             return "circle";
     }
     return "unknown";
 }
 
-CJsonValue ParentOf(const CFolderTree& tree, const CFolderFile& file) {
+CJsonValue ParentOf(const CFolder& tree, const CTreeFile& file) {
     if (file.parent) {
         return TextOfPath(tree.Files()[*file.parent].path);
     }
@@ -46,37 +47,38 @@ CJsonValue ParentOf(const CFolderTree& tree, const CFolderFile& file) {
 }
 
 /// The findings of each disk; what concerns a parent and its children is told of the parent.
-std::vector<CElements> FindingsByFile(const CFolderTree& tree) {
+std::vector<CElements> FindingsByFile(const CFolder& tree) {
     std::vector<CElements> findings(tree.Files().size());
-    for (const CFolderFinding& finding : tree.Findings()) {
-        const bool ofAll = finding.kind == CFolderFinding::cycle;
+    for (const CTreeFinding& finding : tree.Findings()) {
+        const bool ofAll = finding.kind == CTreeFinding::circle;
         const std::size_t count = ofAll ? finding.files.size() : 1;
         for (std::size_t i = 0; i < count; ++i) {
             findings[finding.files[i]].push_back(
-                CMembers{{"kind", KindName(finding.kind)}, {"text", finding.text}});
+                CMembers{{"kind", KindName(finding.kind)}, {"text", TextOf(tree, finding)}});
         }
     }
     return findings;
 }
 
-CElements Disks(const CFolderTree& tree) {
+CElements Disks(const CFolder& tree) {
     const std::vector<CElements> findings = FindingsByFile(tree);
     CElements disks;
     for (std::size_t i = 0; i < findings.size(); ++i) {
-        const CFolderFile& file = tree.Files()[i];
-        const bool readable = file.problem.empty();
-        disks.push_back(CMembers{{"file", TextOfPath(file.path)},
-                                 {"size", readable ? CJsonValue(file.virtualSize) : CJsonValue()},
-                                 {"parent", ParentOf(tree, file)},
-                                 {"problem", readable ? CJsonValue() : CJsonValue(file.problem)},
-                                 {"findings", findings[i]}});
+        const CTreeFile& file = tree.Files()[i];
+        const bool readable = !file.problem;
+        disks.push_back(
+            CMembers{{"file", TextOfPath(file.path)},
+                     {"size", readable ? CJsonValue(file.virtualSize) : CJsonValue()},
+                     {"parent", ParentOf(tree, file)},
+                     {"problem", readable ? CJsonValue() : CJsonValue(ReasonOf(*file.problem))},
+                     {"findings", findings[i]}});
     }
     return disks;
 }
 
-CElements Chains(const CFolderTree& tree) {
+CElements Chains(const CFolder& tree) {
     CElements chains;
-    for (const std::vector<std::size_t>& chain : NVHDXHost::StraightChains(tree)) {
+    for (const std::vector<std::size_t>& chain : tree.StraightChains()) {
         CElements snapshots;
         for (std::size_t i = chain.size(); i-- > 1;) {
             snapshots.push_back(TextOfPath(tree.Files()[chain[i]].path));
@@ -89,13 +91,13 @@ CElements Chains(const CFolderTree& tree) {
 
 }  // namespace
 
-void PrintTreeJson(const CFolderTree& tree, COutput& output) {
-    const NVHDXHost::CLinking& linking = tree.Linking();
+void PrintTreeJson(const CFolder& tree, COutput& output) {
+    const NVHDXDisk::CLinkingForecast& linking = tree.Linking();
     const CMembers json = {
         {"disks", Disks(tree)},
         {"chains", Chains(tree)},
         {"library",
-         CMembers{{"links", linking.outcome == NVHDXHost::CLinking::links},
+         CMembers{{"links", linking.outcome == NVHDXDisk::CLinkingForecast::links},
                   {"reasons", CElements(linking.reasons.begin(), linking.reasons.end())}}}};
     output.Append(JsonLines(json));
     output.Append("\n");

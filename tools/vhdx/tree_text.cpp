@@ -7,20 +7,20 @@
 #include <utility>
 #include <vector>
 
-#include "host/folder_chains.h"
+#include "tools/vhdx/folder.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {
 
 namespace {
 
-using NVHDXHost::CFolderFile;
-using NVHDXHost::CFolderTree;
+using NVHDXDisk::CFolder;
+using NVHDXDisk::CTreeFile;
 
 /// Draws the disks of a folder, each child under its parent.
 class CTreeDrawing {
 public:
-    CTreeDrawing(const CFolderTree& tree, COutput& output)
+    CTreeDrawing(const CFolder& tree, COutput& output)
         : m_tree(tree), m_output(output), m_drawn(tree.Files().size()) {}
 
     void Draw() {
@@ -64,36 +64,36 @@ private:
     }
 
     void DrawFile(const CPlace& place) {
-        const CFolderFile& file = m_tree.Files()[place.file];
+        const CTreeFile& file = m_tree.Files()[place.file];
         m_output.Print(FMT_COMPILE("{}{}  {}\n"), place.line, Printable(file.name), About(file));
     }
 
-    static std::string About(const CFolderFile& file) {
-        return file.problem.empty() ? InUnits(file.virtualSize) : "cannot be read";
+    static std::string About(const CTreeFile& file) {
+        return file.problem ? "cannot be read" : InUnits(file.virtualSize);
     }
 
-    const CFolderTree& m_tree;
+    const CFolder& m_tree;
     COutput& m_output;
     std::vector<bool> m_drawn;
 };
 
 /// What the library's chain builder would make of the chain: it goes by names alone, and fails as a
 /// whole for one disk.
-std::string_view LibraryWord(const CFolderTree& tree, const std::vector<std::size_t>& chain) {
-    const NVHDXHost::CLinking& linking = tree.Linking();
+std::string_view LibraryWord(const CFolder& tree, const std::vector<std::size_t>& chain) {
+    const NVHDXDisk::CLinkingForecast& linking = tree.Linking();
     const bool linkable = std::any_of(linking.chains.begin(), linking.chains.end(),
-                                      [&chain](const NVHDXHost::CLinkedChain& linked) {
+                                      [&chain](const NVHDXDisk::CLinkingForecast::CChain& linked) {
                                           return linked.linkable && linked.files == chain;
                                       });
     if (!linkable) {
         return "the library cannot link it";
     }
-    return linking.outcome == NVHDXHost::CLinking::links
+    return linking.outcome == NVHDXDisk::CLinkingForecast::links
                ? "the library links it"
                : "the library could link it in a folder of its own";
 }
 
-void PrintChain(const CFolderTree& tree, const std::vector<std::size_t>& chain, COutput& output) {
+void PrintChain(const CFolder& tree, const std::vector<std::size_t>& chain, COutput& output) {
     output.Print(FMT_COMPILE("chain of {}, {} {}: {}\n"),
                  Printable(tree.Files()[chain.front()].name), chain.size(),
                  chain.size() == 1 ? "disk" : "disks", LibraryWord(tree, chain));
@@ -101,18 +101,18 @@ void PrintChain(const CFolderTree& tree, const std::vector<std::size_t>& chain, 
 
 }  // namespace
 
-void PrintTree(const CFolderTree& tree, COutput& output) {
+void PrintTree(const CFolder& tree, COutput& output) {
     if (tree.Files().empty()) {
         return;
     }
     CTreeDrawing(tree, output).Draw();
     output.Append("\n");
-    for (const std::vector<std::size_t>& chain : NVHDXHost::StraightChains(tree)) {
+    for (const std::vector<std::size_t>& chain : tree.StraightChains()) {
         PrintChain(tree, chain, output);
     }
-    for (const NVHDXHost::CFolderFinding& finding : tree.Findings()) {
-        if (finding.kind != NVHDXHost::CFolderFinding::severalChildren) {  // the tree shows them
-            output.Print(FMT_COMPILE("note: {}\n"), Printable(finding.text));
+    for (const NVHDXDisk::CTreeFinding& finding : tree.Findings()) {
+        if (finding.kind != NVHDXDisk::CTreeFinding::severalChildren) {  // the tree shows them
+            output.Print(FMT_COMPILE("note: {}\n"), Printable(TextOf(tree, finding)));
         }
     }
     for (const std::string& reason : tree.Linking().reasons) {

@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdint>
 
-#include "host/windows_error.h"
+#include <vhdx_disk/path.h>
 
 namespace NTool {
 
@@ -36,7 +36,7 @@ DWORD CreationOf(EOpening opening) {
 }
 
 int LastError() {
-    return NVHDXHost::ErrorNumber(GetLastError());
+    return NVHDXDisk::ErrorNumber(GetLastError());
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "vhdx_disk/chain/chain_file.h"
 
+#include <vhdx_parser/debug_trace.h>
+
 #include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/table/container.h"
 
@@ -20,11 +22,23 @@ void ReadIdentity(CContainer& container, CDiskFile& told) {
     told.header = ReadCurrentHeader(container.Bytes());
 }
 
-bool LoadBlocks(const CSourcePointer& source, const CLoadedTable& table, CChainFile& file,
+/// Who listens to the first library's trace wants its lines about every block, and they come from
+/// loading.
+void LetTraceTellOfBlocks(CContainer& container) {
+    if (NDebugTrace::g_pwriter != nullptr) {
+        NVHDX::CBlocks blocks;
+        NVHDX::CFileParameters parameters;
+        (void)container.Accessor().LoadBlocks(blocks, parameters, container.Stream());
+    }
+}
+
+bool LoadBlocks(CContainer& container, const CLoadedTable& table, CChainFile& file,
                 CFailure& failure) {
+    const CSourcePointer& source = container.File().bytes;
     if (table.blocks != nullptr) {
         return file.blocks.Load(CEntriesOfModel(table.blocks), file.geometry, *source, failure);
     }
+    LetTraceTellOfBlocks(container);
     const auto entries = FindTable(source, file.geometry, failure);
     return entries != nullptr && file.blocks.Load(*entries, file.geometry, *source, failure);
 }
@@ -45,7 +59,7 @@ bool OpenChainFile(const CSourcePointer& source, ELog log, const CLoadedTable& t
     if (!container.Open(source, log, failure) ||
         !ReadGeometry(container.Accessor(), container.Stream(), source->Path(), file.geometry,
                       failure) ||
-        !LoadBlocks(container.File().bytes, table, file, failure)) {
+        !LoadBlocks(container, table, file, failure)) {
         return false;
     }
     file.file = container.File();

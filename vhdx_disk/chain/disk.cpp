@@ -185,6 +185,15 @@ const std::vector<CDiskFile>& CDisk::Files() const {
     return m_parts->files;
 }
 
+std::shared_ptr<const CBlockTable> CDisk::Table(std::size_t file, CFailure& failure) const {
+    if (file >= Files().size()) {
+        Fail(failure, CFailure::outOfRange, {}, "the disk has no such file");
+        return nullptr;
+    }
+    const CChainFile& opened = m_parts->chain[file];
+    return CBlockTable::Open(opened.file.bytes, opened.geometry, CBlockTable::runsWanted, failure);
+}
+
 const std::vector<CFinding>& CDisk::Findings() const {
     return m_parts->findings;
 }

@@ -23,10 +23,12 @@ using CBlockWords = std::span<const std::uint64_t>;
 /// What a walk over runs hands on, until the callback wants no more.
 class CRunWalk {
 public:
-    CRunWalk(std::uint32_t blockSize, const CBlockRunCallback& callback)
-        : m_joiner(blockSize, CRunJoiner::hasPlaces, [this, &callback](const CBlockRun& run) {
-              m_goesOn = m_goesOn && callback(run);
-          }) {}
+    CRunWalk(std::uint32_t blockSize, CBlockRunCallback callback)
+        : m_callback(std::move(callback)),
+          m_joiner(blockSize, CRunJoiner::hasPlaces,
+                   [this](const CBlockRun& run) { m_goesOn = m_goesOn && m_callback(run); }) {}
+    CRunWalk(const CRunWalk&) = delete;
+    CRunWalk& operator=(const CRunWalk&) = delete;
 
     bool Add(CBlockWords words) {
         m_joiner.Add(words);
@@ -35,6 +37,7 @@ public:
     void Finish() { m_joiner.Finish(); }
 
 private:
+    CBlockRunCallback m_callback;
     bool m_goesOn = true;
     CRunJoiner m_joiner;
 };

@@ -1,5 +1,5 @@
-#ifndef VHDX_PARSER_TOOLS_VHDX_DISK_H
-#define VHDX_PARSER_TOOLS_VHDX_DISK_H
+#ifndef VHDX_TOOLS_VHDX_OPENED_FILE_H
+#define VHDX_TOOLS_VHDX_OPENED_FILE_H
 
 #include <cstdint>
 #include <memory>
@@ -9,47 +9,43 @@
 #include <utility>
 #include <vector>
 
+#include <vhdx_disk/block_table.h>
+#include <vhdx_disk/replayed_stream.h>
 #include <vhdx_parser/vhdx_parser.h>
 
-#include "host/current_header.h"
-#include "host/disk_geometry.h"
-#include "host/disk_layer.h"
-#include "host/replay_stream.h"
 #include "tools/vhdx/failure.h"
 #include "tools/vhdx/model_identity.h"
-#include "tools/vhdx/passing_buffer.h"
 #include "tools/vhdx/trace_writer.h"
 
 namespace NTool {
 
 /// What every command on one disk file is told.
-struct CDiskOptions {
+struct CFileOptions {
     std::string file;
     std::optional<std::uint32_t> traceLevel;
     std::string model;  ///< a saved model that takes the place of the BAT; empty: none
-    NVHDXHost::CReplayStream::EMode logMode = NVHDXHost::CReplayStream::replayLog;
+    NVHDXDisk::ELog log = NVHDXDisk::ELog::replay;
 };
 
-using NVHDXHost::CGeometry;
+using NVHDXDisk::CGeometry;
 
 /// Where the blocks of a disk lie, and the geometry that goes with it.
 struct CModel {
     NVHDX::CBlocks blocks;
     NVHDX::CFileParameters params;
-
-    std::uint64_t BlockCount() const;
 };
 
 /// A disk file opened for reading, with its log replayed in memory. Everything that cannot be had
-/// ends in `CFailure` with the reason that the library traced.
-class CDisk {
+/// ends in `CCommandFailure` with the reason that the library traced.
+class COpenedFile {
 public:
-    explicit CDisk(const CDiskOptions& options);
+    explicit COpenedFile(const CFileOptions& options);
 
     const std::string& File() const { return m_file; }
-    std::uint64_t FileSize() const { return m_fileSize; }
+    std::uint64_t FileSize() const { return m_stream->File()->Size(); }
+    const NVHDXDisk::CSourcePointer& Source() const { return m_stream->File(); }
 
-    /// One metadata item: `disk.Item<NVHDX::NMetadata::CVirtualDiskSize>()`.
+    /// One metadata item: `file.Item<NVHDX::NMetadata::CVirtualDiskSize>()`.
     template <class TItem>
     TItem Item() {
         TItem item;
@@ -67,21 +63,13 @@ public:
     /// Reads the whole block allocation table, or the saved model that takes its place.
     CModel LoadModel();
 
-    /// The file with these blocks, as a merged disk takes it.
-    NVHDXHost::CDiskLayer Layer(const CModel& model) const;
+    /// The same of the chunks that a range of the disk touches, where nobody wants more.
+    CModel LoadModel(std::uint64_t offset, std::uint64_t length);
 
-    bool HasSavedModel() const { return !m_savedModel.empty(); }
-    /// Whether somebody asked for the library's lines.
-    bool IsTraced() const { return m_trace.IsPrinting(); }
-
-    /// Lets the bytes of the block allocation table pass by, all but the last in pieces of
-    /// `CPassingBuffer::pieceSize`. Which they are, and whether the table fits its place, is the
-    /// library's answer for these parameters.
-    void PassTable(const NVHDX::CFileParameters& params, const CPassingBuffer::CReport& report);
-
-    /// The first `count` bytes of `buffer` become the bytes of the virtual disk from `offset` on.
-    void ReadPayload(const CModel& model, std::uint64_t offset, std::uint64_t count,
-                     NVHDX::CDynamicAllocBuffer<unsigned char, unsigned __int64>& buffer);
+    /// The table for those who look at each block once: it passes by in pieces, unless there is a
+    /// saved model in its place, or somebody wants the library's lines about every block, which
+    /// come from loading.
+    std::shared_ptr<const NVHDXDisk::CBlockTable> Table(NVHDXDisk::CBlockTable::ERuns runs);
 
     /// Reads the sector bitmap of a chunk that has one.
     void ReadBitmap(const CModel& model, std::uint32_t chunk, NVHDX::CSectorBitmapArea& area);
@@ -95,19 +83,17 @@ public:
                                                                     std::uint64_t count) const;
 
 private:
-    CFailure Failure(std::string_view otherwise) const;
-    std::string LogState(const NVHDXHost::CCurrentHeader& header) const;
+    CCommandFailure Failure(std::string_view otherwise) const;
+    std::string LogState(const NVHDXDisk::CCurrentHeader& header) const;
+    std::shared_ptr<const NVHDXDisk::CBlockTable> TableInFile(NVHDXDisk::CBlockTable::ERuns runs);
+    bool IsLoadedWhole() const { return !m_savedModel.empty() || m_trace.IsPrinting(); }
 
     std::string m_file;
     std::string m_savedModel;
     CTraceWriter m_trace;
-    std::unique_ptr<NVHDXHost::CReplayStream> m_stream;
+    std::unique_ptr<NVHDXDisk::CReplayedStream> m_stream;
     NVHDX::CAccessor m_accessor;
-    std::uint64_t m_fileSize = 0;
 };
-
-/// The number of blocks of `blockSize` bytes that a disk has, the last one perhaps cut short.
-std::uint64_t BlocksOf(std::uint64_t virtualSize, std::uint64_t blockSize);
 
 /// Refuses a range that the disk does not have.
 void CheckRange(std::uint64_t offset, std::uint64_t length, std::uint64_t virtualSize);

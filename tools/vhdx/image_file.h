@@ -1,5 +1,5 @@
-#ifndef VHDX_TOOLS_VHDX_RAW_FILE_H
-#define VHDX_TOOLS_VHDX_RAW_FILE_H
+#ifndef VHDX_TOOLS_VHDX_IMAGE_FILE_H
+#define VHDX_TOOLS_VHDX_IMAGE_FILE_H
 
 #include <cstdint>
 #include <filesystem>
@@ -9,16 +9,17 @@
 namespace NTool {
 
 /// A file read and written by position, with what the system offers for sparse files and for
-/// copying without a detour through the program. What fails throws `CFailure` that names the file.
-class CRawFile {
+/// copying without a detour through the program. What fails throws `CCommandFailure` that names the
+/// file.
+class CImageFile {
 public:
     enum EAccess { toRead, toReadAndWrite };
 
     /// Opens a file that exists.
-    CRawFile(const std::filesystem::path& path, std::string name, EAccess access);
-    CRawFile(const CRawFile&) = delete;
-    CRawFile& operator=(const CRawFile&) = delete;
-    ~CRawFile();
+    CImageFile(const std::filesystem::path& path, std::string name, EAccess access);
+    CImageFile(const CImageFile&) = delete;
+    CImageFile& operator=(const CImageFile&) = delete;
+    ~CImageFile();
 
     const std::string& Name() const { return m_name; }
     std::uint64_t Size() const;
@@ -32,7 +33,7 @@ public:
     void Zero(std::uint64_t offset, std::uint64_t length);
 
     /// Copies bytes of another file, in the system where it can do that.
-    void CopyFrom(const CRawFile& source, std::uint64_t position, std::uint64_t offset,
+    void CopyFrom(const CImageFile& source, std::uint64_t position, std::uint64_t offset,
                   std::uint64_t length);
 
     /// A run [begin, end) of bytes that the file has stored; what lies before it are zeros.
@@ -57,7 +58,7 @@ private:
     };
 
     CKnown Look(std::uint64_t begin) const;
-    bool CopyInSystem(const CRawFile& source, std::uint64_t position, std::uint64_t offset,
+    bool CopyInSystem(const CImageFile& source, std::uint64_t position, std::uint64_t offset,
                       std::uint64_t length, std::uint64_t& done);
     [[noreturn]] void Fail(const char* what, int error) const;
 

@@ -1,4 +1,4 @@
-#include "tools/vhdx/raw_file.h"
+#include "tools/vhdx/image_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -122,20 +122,20 @@ int CloseFile(int file) {
 
 }  // namespace
 
-CRawFile::CRawFile(const std::filesystem::path& path, std::string name, EAccess access)
+CImageFile::CImageFile(const std::filesystem::path& path, std::string name, EAccess access)
     : m_name(std::move(name)), m_file(Open(path, access == toReadAndWrite)) {
     if (m_file < 0) {
         Fail("cannot be opened", errno);
     }
 }
 
-CRawFile::~CRawFile() {
+CImageFile::~CImageFile() {
     if (m_file >= 0) {
         CloseFile(m_file);
     }
 }
 
-std::uint64_t CRawFile::Size() const {
+std::uint64_t CImageFile::Size() const {
     const std::int64_t size = SizeOf(m_file);
     if (size < 0) {
         Fail("its size cannot be found out", errno);
@@ -143,14 +143,14 @@ std::uint64_t CRawFile::Size() const {
     return static_cast<std::uint64_t>(size);
 }
 
-void CRawFile::Resize(std::uint64_t size) {
+void CImageFile::Resize(std::uint64_t size) {
     m_known = {};
     if (const int error = SetSize(m_file, size); error != 0) {
         Fail("cannot be written", error);
     }
 }
 
-void CRawFile::Read(std::uint64_t offset, std::span<unsigned char> bytes) const {
+void CImageFile::Read(std::uint64_t offset, std::span<unsigned char> bytes) const {
     while (!bytes.empty()) {
         errno = 0;
         const std::int64_t count = ReadSome(
@@ -166,7 +166,7 @@ void CRawFile::Read(std::uint64_t offset, std::span<unsigned char> bytes) const 
     }
 }
 
-void CRawFile::Write(std::uint64_t offset, std::span<const unsigned char> bytes) {
+void CImageFile::Write(std::uint64_t offset, std::span<const unsigned char> bytes) {
     m_known = {};
     while (!bytes.empty()) {
         errno = 0;
@@ -183,7 +183,7 @@ void CRawFile::Write(std::uint64_t offset, std::span<const unsigned char> bytes)
     }
 }
 
-void CRawFile::Zero(std::uint64_t offset, std::uint64_t length) {
+void CImageFile::Zero(std::uint64_t offset, std::uint64_t length) {
     static const std::array<unsigned char, 65536> zeros = {};
     m_known = {};
     if (length == 0 || MakeHole(m_file, offset, length)) {
@@ -196,8 +196,8 @@ void CRawFile::Zero(std::uint64_t offset, std::uint64_t length) {
     }
 }
 
-void CRawFile::CopyFrom(const CRawFile& source, std::uint64_t position, std::uint64_t offset,
-                        std::uint64_t length) {
+void CImageFile::CopyFrom(const CImageFile& source, std::uint64_t position, std::uint64_t offset,
+                          std::uint64_t length) {
     m_known = {};
     std::uint64_t done = 0;
     if (m_copiesInSystem && CopyInSystem(source, position, offset, length, done)) {
@@ -216,8 +216,8 @@ void CRawFile::CopyFrom(const CRawFile& source, std::uint64_t position, std::uin
 
 /// False when the rest has to be copied by reading and writing: the file systems cannot do it for
 /// one another, or something is wrong, which reading and writing will then name.
-bool CRawFile::CopyInSystem(const CRawFile& source, std::uint64_t position, std::uint64_t offset,
-                            std::uint64_t length, std::uint64_t& done) {
+bool CImageFile::CopyInSystem(const CImageFile& source, std::uint64_t position,
+                              std::uint64_t offset, std::uint64_t length, std::uint64_t& done) {
     while (done != length) {
         auto from = static_cast<off_t>(position + done);
         auto to = static_cast<off_t>(offset + done);
@@ -235,7 +235,7 @@ bool CRawFile::CopyInSystem(const CRawFile& source, std::uint64_t position, std:
     return true;
 }
 
-CRawFile::CKnown CRawFile::Look(std::uint64_t begin) const {
+CImageFile::CKnown CImageFile::Look(std::uint64_t begin) const {
     const off_t data = lseek(m_file, static_cast<off_t>(begin), SEEK_DATA);
     if (data < 0) {
         // With ENXIO there is none up to the end of the file.
@@ -249,25 +249,25 @@ CRawFile::CKnown CRawFile::Look(std::uint64_t begin) const {
 
 #else
 
-bool CRawFile::CopyInSystem(const CRawFile&, std::uint64_t, std::uint64_t, std::uint64_t,
-                            std::uint64_t&) {
+bool CImageFile::CopyInSystem(const CImageFile&, std::uint64_t, std::uint64_t, std::uint64_t,
+                              std::uint64_t&) {
     return false;
 }
 
-CRawFile::CKnown CRawFile::Look(std::uint64_t begin) const {
+CImageFile::CKnown CImageFile::Look(std::uint64_t begin) const {
     return {begin, {begin, noEnd}};
 }
 
 #endif
 
-CRawFile::CStored CRawFile::NextStored(std::uint64_t begin, std::uint64_t end) const {
+CImageFile::CStored CImageFile::NextStored(std::uint64_t begin, std::uint64_t end) const {
     if (begin < m_known.begin || begin >= m_known.run.end) {
         m_known = Look(begin);
     }
     return {std::clamp(m_known.run.begin, begin, end), std::min(m_known.run.end, end)};
 }
 
-void CRawFile::Settle() {
+void CImageFile::Settle() {
 #if defined(_WIN32)
     const int result = _commit(m_file);
 #else
@@ -282,18 +282,18 @@ void CRawFile::Settle() {
 #endif
 }
 
-void CRawFile::Close() {
+void CImageFile::Close() {
     if (CloseFile(std::exchange(m_file, -1)) != 0) {
         Fail("cannot be written", errno);
     }
 }
 
-void CRawFile::Fail(const char* what, int error) const {
+void CImageFile::Fail(const char* what, int error) const {
     std::string reason = what;
     if (error != 0) {
         reason.append(": ").append(std::generic_category().message(error));
     }
-    throw CFailure(m_name, reason);
+    throw CCommandFailure(m_name, reason);
 }
 
 }  // namespace NTool

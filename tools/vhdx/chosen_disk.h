@@ -1,16 +1,19 @@
-#ifndef VHDX_TOOLS_VHDX_MERGED_SOURCE_H
-#define VHDX_TOOLS_VHDX_MERGED_SOURCE_H
+#ifndef VHDX_TOOLS_VHDX_CHOSEN_DISK_H
+#define VHDX_TOOLS_VHDX_CHOSEN_DISK_H
 
 #include <filesystem>
 #include <memory>
 #include <string>
 
-#include "host/merged_disk.h"
-#include "tools/vhdx/disk.h"
+#include <vhdx_disk/disk.h>
+
+#include "tools/vhdx/opened_file.h"
 
 namespace NTool {
 
 class CCommandSyntax;
+
+using CDiskPointer = std::shared_ptr<const NVHDXDisk::CDisk>;
 
 /// What a command on a chain is told.
 struct CChainOptions {
@@ -27,19 +30,20 @@ std::filesystem::path ChosenFile(const std::string& source, const std::string& d
 
 /// The same for a command on one file: options whose file is the one that --disk chooses, where it
 /// is given.
-CDiskOptions ChosenDisk(CDiskOptions options, const CChainOptions& chain);
+CFileOptions ChosenDisk(CFileOptions options, const CChainOptions& chain);
 
 /// Opens a disk with all its parents. Says on standard error which logs were replayed and what does
-/// not fit together; what cannot be opened ends in `CFailure`.
-std::shared_ptr<const NVHDXHost::CMergedDisk> OpenMerged(const CDiskOptions& options,
-                                                         const CChainOptions& chain);
+/// not fit together; what cannot be opened ends in `CCommandFailure`.
+CDiskPointer OpenDisk(const CFileOptions& options, const CChainOptions& chain);
 
 /// The same of the file alone: what it leaves to its parents are holes.
-std::shared_ptr<const NVHDXHost::CMergedDisk> OpenAlone(const CDiskOptions& options,
-                                                        const CChainOptions& chain);
+CDiskPointer OpenAlone(const CFileOptions& options, const CChainOptions& chain);
 
-/// What a reader of this disk says of its failure; the subject is the file that it names.
-CFailure ReadFailure(const NVHDXHost::CMergedDisk& disk, const std::string& error);
+/// The same for a command on one file, whose saved model may take the place of its table.
+CDiskPointer OpenFileOnly(const CFileOptions& options, const CChainOptions& chain);
+
+/// Refuses an output that is one of the disk's files.
+void CheckNotRead(const std::string& output, const NVHDXDisk::CDisk& disk);
 
 }  // namespace NTool
 

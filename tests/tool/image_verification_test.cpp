@@ -1,4 +1,4 @@
-#include "tools/vhdx/raw_verification.h"
+#include "tools/vhdx/image_verification.h"
 
 #include <gtest/gtest.h>
 
@@ -16,9 +16,9 @@ using NTest::CBytes;
 using NTest::MiB;
 
 /// Data in blocks 1 and 2, zeros elsewhere; the image is right but for what a test spoils.
-class RawVerification : public testing::Test {
+class ImageVerification : public testing::Test {
 protected:
-    RawVerification() {
+    ImageVerification() {
         m_chain.AddDisk(NTest::CDiskShape()).Present(1, 1).Present(2, 2);
         m_image = m_chain.Content();
     }
@@ -29,12 +29,12 @@ protected:
         std::ofstream(m_folder / "disk.raw", std::ios::binary)
             .write(reinterpret_cast<const char*>(m_image.data()),
                    static_cast<std::streamsize>(m_image.size()));
-        std::string error;
-        const auto disk = NVHDXHost::CMergedDisk::Open(m_folder / "0.vhdx", {}, error);
-        CRawFile raw(m_folder / "disk.raw", "disk.raw", CRawFile::toReadAndWrite);
+        NVHDXDisk::CFailure unopened;
+        const auto disk = NVHDXDisk::CDisk::Open(m_folder / "0.vhdx", {}, unopened);
+        CImageFile raw(m_folder / "disk.raw", "disk.raw", CImageFile::toReadAndWrite);
         try {
-            VerifyRaw(disk, ranges, raw, EProgress::never);
-        } catch (const CFailure& failure) {
+            VerifyImage(disk, ranges, raw, EProgress::never);
+        } catch (const CCommandFailure& failure) {
             return failure.Subject() + ": " + failure.what();
         }
         return "";
@@ -45,23 +45,23 @@ protected:
     NTest::CTemporaryFolder m_folder;
 };
 
-TEST_F(RawVerification, TakesAnImageThatIsTheDisk) {
+TEST_F(ImageVerification, TakesAnImageThatIsTheDisk) {
     EXPECT_EQ(Refusal({{0, 8 * MiB}}), "");
 }
 
-TEST_F(RawVerification, NamesTheFirstByteThatDiffers) {
+TEST_F(ImageVerification, NamesTheFirstByteThatDiffers) {
     m_image[3 * MiB - 1] ^= 1;
     EXPECT_EQ(Refusal({{0, 8 * MiB}}), "disk.raw: the image differs from the disk at byte 3145727");
     m_image[MiB] ^= 0x80;
     EXPECT_EQ(Refusal({{0, 8 * MiB}}), "disk.raw: the image differs from the disk at byte 1048576");
 }
 
-TEST_F(RawVerification, FindsBytesWhereTheDiskHasNone) {
+TEST_F(ImageVerification, FindsBytesWhereTheDiskHasNone) {
     m_image[8 * MiB - 1] = 1;
     EXPECT_EQ(Refusal({{0, 8 * MiB}}), "disk.raw: the image differs from the disk at byte 8388607");
 }
 
-TEST_F(RawVerification, LooksAtTheRangesOnly) {
+TEST_F(ImageVerification, LooksAtTheRangesOnly) {
     m_image[MiB] ^= 1;
     m_image[MiB + 100] ^= 1;
     m_image[5 * MiB] = 1;
@@ -72,7 +72,7 @@ TEST_F(RawVerification, LooksAtTheRangesOnly) {
     EXPECT_EQ(Refusal({{5 * MiB, 1}}), "disk.raw: the image differs from the disk at byte 5242880");
 }
 
-TEST_F(RawVerification, WantsTheSizeOfTheDisk) {
+TEST_F(ImageVerification, WantsTheSizeOfTheDisk) {
     m_image.push_back(0);
     EXPECT_EQ(Refusal({}), "disk.raw: the image has 8388609 bytes, the disk 8388608");
     m_image.resize(7 * MiB);

@@ -1,30 +1,28 @@
-#include "tools/vhdx/extent_map.h"
+#include "tools/vhdx/extent_listing.h"
 
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "host/chain_changes.h"
-#include "host/merged_reader.h"
+#include <vhdx_disk/reader.h>
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/json_value.h"
-#include "tools/vhdx/merged_source.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {
 
 namespace {
 
-using NVHDXHost::CExtent;
+using NVHDXDisk::CExtent;
 
 class CExtentPrinter {
 public:
-    CExtentPrinter(const NVHDXHost::CMergedDisk& disk, EExtentsOf what, COutput& output)
+    CExtentPrinter(const NVHDXDisk::CDisk& disk, EExtentsOf what, COutput& output)
         : m_what(what), m_output(output) {
-        for (const NVHDXHost::CDiskLayer& layer : disk.Layers()) {
-            m_files.push_back(TextOfPath(layer.path));
+        for (const NVHDXDisk::CDiskFile& file : disk.Files()) {
+            m_files.push_back(TextOfPath(file.path));
         }
-        m_leavesToParents = what == EExtentsOf::oneFile && disk.Newest().HasParent();
+        m_leavesToParents = what == EExtentsOf::oneFile && disk.Files().front().HasParent();
     }
 
     void PrintTitle() const {
@@ -51,7 +49,7 @@ public:
                         "\"offset\": {}, \"in_log\": {}}}"),
             extent.offset, extent.length, KindOf(extent),
             extent.kind == CExtent::hole ? "null" : JsonText(FileOf(extent)),
-            isData ? std::to_string(extent.position) : "null", isData && extent.overlaid);
+            isData ? std::to_string(extent.position) : "null", isData && extent.fromLog);
     }
 
     void EndJson() const { m_output.Append(m_separator == ",\n  " ? "\n]\n" : "[]\n"); }
@@ -59,7 +57,7 @@ public:
 private:
     bool IsOfChain() const { return m_what == EExtentsOf::chain; }
 
-    const std::string& FileOf(const CExtent& extent) const { return m_files[extent.layer]; }
+    const std::string& FileOf(const CExtent& extent) const { return m_files[extent.file]; }
 
     std::string_view KindOf(const CExtent& extent) const {
         switch (extent.kind) {
@@ -77,7 +75,7 @@ private:
         if (extent.kind != CExtent::data) {
             return "-";
         }
-        return extent.overlaid ? "log" : std::to_string(extent.position);
+        return extent.fromLog ? "log" : std::to_string(extent.position);
     }
 
     EExtentsOf m_what;
@@ -87,13 +85,11 @@ private:
     std::string_view m_separator = "[\n  ";
 };
 
-using CDiskPointer = std::shared_ptr<const NVHDXHost::CMergedDisk>;
-
 /// Prints the extents that `enumerate` hands to a callback.
 template <class TEnumerate>
 void Print(const CDiskPointer& disk, EExtentsOf what, bool json, COutput& output,
            TEnumerate enumerate) {
-    NVHDXHost::CMergedReader reader(disk);
+    NVHDXDisk::CReader reader(disk);
     CExtentPrinter printer(*disk, what, output);
     if (!json) {
         printer.PrintTitle();
@@ -102,8 +98,9 @@ void Print(const CDiskPointer& disk, EExtentsOf what, bool json, COutput& output
         json ? printer.PrintJson(extent) : printer.PrintText(extent);
         return true;
     };
-    if (!enumerate(reader, print)) {
-        throw ReadFailure(*disk, reader.Error());
+    NVHDXDisk::CFailure failure;
+    if (!enumerate(reader, print, failure)) {
+        throw FailureOf(failure);
     }
     if (json) {
         printer.EndJson();
@@ -115,16 +112,17 @@ void Print(const CDiskPointer& disk, EExtentsOf what, bool json, COutput& output
 
 void PrintExtents(const CDiskPointer& disk, EExtentsOf what, const CRangeOptions& range, bool json,
                   COutput& output) {
-    Print(disk, what, json, output, [&range](auto& reader, const auto& print) {
-        return reader.Extents(range.offset, range.length, print);
+    Print(disk, what, json, output, [&range](auto& reader, const auto& print, auto& failure) {
+        return reader.Extents(range.offset, range.length, print, failure);
     });
 }
 
 void PrintChanges(const CDiskPointer& disk, std::size_t since, const CRangeOptions& range,
                   bool json, COutput& output) {
-    Print(disk, EExtentsOf::chain, json, output, [since, &range](auto& reader, const auto& print) {
-        return NVHDXHost::ChangesSince(reader, since, range.offset, range.length, print);
-    });
+    Print(disk, EExtentsOf::chain, json, output,
+          [since, &range](auto& reader, const auto& print, auto& failure) {
+              return reader.Changes(since, range.offset, range.length, print, failure);
+          });
 }
 
 }  // namespace NTool
