@@ -13,8 +13,8 @@ namespace {
 TEST(FindingsDocument, HasARowForEachKindInTheOrderOfTheStructures) {
     std::string rows;
     for (const NVHDXDisk::CFindingKind& kind : NVHDXDisk::FindingKinds()) {
-        rows += std::string("| `") + kind.word + "` | " + NVHDXDisk::NameOf(kind.severity) +
-                " | " + kind.meaning + " |\n";
+        rows += std::string("| `") + kind.word + "` | " + NVHDXDisk::NameOf(kind.severity) + " | " +
+                kind.meaning + " |\n";
     }
     const std::string document =
         FileText(std::filesystem::path(VHDX_PARSER_DOCUMENTS_FOLDER) / "findings.md");

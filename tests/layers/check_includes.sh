@@ -42,7 +42,7 @@ declare -A layer_of_exported_header=(
     [vhdx_parser/differencing_merge]=chain [vhdx_parser/snapshot_chain]=chain
     [vhdx_parser/xml_persistence]=persist
 
-    [vhdx_disk/export]=source [vhdx_disk/failure]=source [vhdx_disk/path]=source
+    [vhdx_disk/export]=source [vhdx_disk/failure]=source [vhdx_disk/path_query]=source
     [vhdx_disk/source]=source
     [vhdx_disk/replayed_stream]=log
     [vhdx_disk/block_table]=table

@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/source/quoted.h"

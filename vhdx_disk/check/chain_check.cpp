@@ -3,7 +3,7 @@
 #include <set>
 #include <utility>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "vhdx_disk/chain/parent_linkage.h"
 #include "vhdx_disk/chain/parent_search.h"

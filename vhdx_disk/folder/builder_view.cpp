@@ -1,7 +1,7 @@
 #include <optional>
 #include <utility>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "vhdx_disk/folder/linking_forecast.h"
 #include "vhdx_disk/source/quoted.h"

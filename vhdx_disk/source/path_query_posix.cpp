@@ -1,4 +1,4 @@
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 namespace NVHDXDisk {
 

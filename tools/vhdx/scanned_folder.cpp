@@ -1,12 +1,12 @@
-#include "tools/vhdx/folder.h"
+#include "tools/vhdx/scanned_folder.h"
 
 #include <filesystem>
 #include <system_error>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/failure.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {
@@ -31,7 +31,7 @@ void CheckFolder(const fs::path& folder) {
 
 }  // namespace
 
-void AddFolderArguments(CCommandSyntax& command, CFolderOptions& folder) {
+void AddFolderArguments(CCommandSyntax& command, CScanOptions& folder) {
     command.AddPlaced("FOLDER", folder.folder, "The folder with the disk files");
     AddTraceArgument(command, folder.traceLevel);
     AddNoReplayArgument(command, folder.log,
@@ -46,7 +46,7 @@ std::string TextOf(const NVHDXDisk::CFolder& folder, const NVHDXDisk::CTreeFindi
                : finding.text;
 }
 
-std::shared_ptr<const NVHDXDisk::CFolder> ScanFolder(const CFolderOptions& options) {
+std::shared_ptr<const NVHDXDisk::CFolder> ScanFolder(const CScanOptions& options) {
     CheckFolder(PathOf(options.folder));
     const CTraceWriter trace(options.traceLevel);
     const CTraceWriter::CPause pause(trace);

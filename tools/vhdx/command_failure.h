@@ -1,5 +1,5 @@
-#ifndef VHDX_PARSER_TOOLS_VHDX_FAILURE_H
-#define VHDX_PARSER_TOOLS_VHDX_FAILURE_H
+#ifndef VHDX_TOOLS_VHDX_COMMAND_FAILURE_H
+#define VHDX_TOOLS_VHDX_COMMAND_FAILURE_H
 
 #include <stdexcept>
 #include <string>

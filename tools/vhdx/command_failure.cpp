@@ -1,6 +1,6 @@
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "tools/vhdx/text.h"
 

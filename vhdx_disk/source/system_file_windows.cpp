@@ -1,8 +1,8 @@
 #include <windows.h>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
-#include "vhdx_disk/source/open_file.h"
+#include "vhdx_disk/source/system_file.h"
 
 namespace NVHDXDisk {
 
@@ -14,7 +14,8 @@ HANDLE Handle(std::intptr_t handle) {
 
 }  // namespace
 
-std::shared_ptr<const COpenFile> COpenFile::Open(const std::filesystem::path& path, int& error) {
+std::shared_ptr<const CSystemFile> CSystemFile::Open(const std::filesystem::path& path,
+                                                     int& error) {
     const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -22,14 +23,14 @@ std::shared_ptr<const COpenFile> COpenFile::Open(const std::filesystem::path& pa
         error = ErrorNumber(GetLastError());
         return nullptr;
     }
-    return std::make_shared<const COpenFile>(reinterpret_cast<std::intptr_t>(file));
+    return std::make_shared<const CSystemFile>(reinterpret_cast<std::intptr_t>(file));
 }
 
-COpenFile::~COpenFile() {
+CSystemFile::~CSystemFile() {
     CloseHandle(Handle(m_handle));
 }
 
-bool COpenFile::Size(std::uint64_t& size, int& error) const {
+bool CSystemFile::Size(std::uint64_t& size, int& error) const {
     LARGE_INTEGER end = {};
     const bool told = GetFileSizeEx(Handle(m_handle), &end) != 0;
     error = told ? 0 : ErrorNumber(GetLastError());
@@ -37,7 +38,7 @@ bool COpenFile::Size(std::uint64_t& size, int& error) const {
     return told;
 }
 
-bool COpenFile::Key(CKey& key, int& error) const {
+bool CSystemFile::Key(CKey& key, int& error) const {
     BY_HANDLE_FILE_INFORMATION information = {};
     if (GetFileInformationByHandle(Handle(m_handle), &information) == 0) {
         error = ErrorNumber(GetLastError());
@@ -49,8 +50,8 @@ bool COpenFile::Key(CKey& key, int& error) const {
 }
 
 /// With a position of its own each read is as good as alone.
-std::int64_t COpenFile::ReadSome(std::uint64_t position, unsigned char* bytes, std::size_t count,
-                                 int& error) const {
+std::int64_t CSystemFile::ReadSome(std::uint64_t position, unsigned char* bytes, std::size_t count,
+                                   int& error) const {
     OVERLAPPED place = {};
     place.Offset = static_cast<DWORD>(position);
     place.OffsetHigh = static_cast<DWORD>(position >> 32);

@@ -1,4 +1,4 @@
-#include "vhdx_disk/source/open_file.h"
+#include "vhdx_disk/source/system_file.h"
 
 #include <algorithm>
 
@@ -11,8 +11,8 @@ constexpr std::size_t LargestPiece = std::size_t{1} << 30;
 
 }  // namespace
 
-bool COpenFile::ReadAt(std::uint64_t position, unsigned char* bytes, std::size_t count,
-                       int& error) const {
+bool CSystemFile::ReadAt(std::uint64_t position, unsigned char* bytes, std::size_t count,
+                         int& error) const {
     while (count != 0) {
         error = 0;
         const std::int64_t got = ReadSome(position, bytes, std::min(count, LargestPiece), error);

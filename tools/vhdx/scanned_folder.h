@@ -1,5 +1,5 @@
-#ifndef VHDX_PARSER_TOOLS_VHDX_FOLDER_H
-#define VHDX_PARSER_TOOLS_VHDX_FOLDER_H
+#ifndef VHDX_TOOLS_VHDX_SCANNED_FOLDER_H
+#define VHDX_TOOLS_VHDX_SCANNED_FOLDER_H
 
 #include <cstdint>
 #include <memory>
@@ -17,17 +17,17 @@
 namespace NTool {
 
 /// What every command on a folder of disks is told.
-struct CFolderOptions {
+struct CScanOptions {
     std::string folder;
     std::optional<std::uint32_t> traceLevel;
     NVHDXDisk::ELog log = NVHDXDisk::ELog::replay;
 };
 
 /// FOLDER, --trace and --no-replay.
-void AddFolderArguments(CCommandSyntax& command, CFolderOptions& folder);
+void AddFolderArguments(CCommandSyntax& command, CScanOptions& folder);
 
 /// When the arguments name this command, `run` will be called with its options, which hold a
-/// `CFolderOptions` named `folder`.
+/// `CScanOptions` named `folder`.
 template <class TOptions>
 void ChooseFolder(CCommandSyntax& command, CChosenCommand& chosen,
                   std::shared_ptr<TOptions> options, void (*run)(const TOptions&)) {
@@ -41,7 +41,7 @@ void ChooseFolder(CCommandSyntax& command, CChosenCommand& chosen,
 std::string TextOf(const NVHDXDisk::CFolder& folder, const NVHDXDisk::CTreeFinding& finding);
 
 /// The disks of the folder. Throws `CCommandFailure` when it is no folder that can be read.
-std::shared_ptr<const NVHDXDisk::CFolder> ScanFolder(const CFolderOptions& options);
+std::shared_ptr<const NVHDXDisk::CFolder> ScanFolder(const CScanOptions& options);
 
 }  // namespace NTool
 

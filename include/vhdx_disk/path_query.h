@@ -1,5 +1,5 @@
-#ifndef VHDX_DISK_PATH_H
-#define VHDX_DISK_PATH_H
+#ifndef VHDX_DISK_PATH_QUERY_H
+#define VHDX_DISK_PATH_QUERY_H
 
 /// What lies at a path, and what it is called. The questions are asked here because on Windows
 /// `std::filesystem` puts them to the C runtime, which refuses each name with a '?' in it, and so

@@ -1,8 +1,8 @@
-#ifndef VHDX_DISK_SOURCE_OPEN_FILE_H
-#define VHDX_DISK_SOURCE_OPEN_FILE_H
+#ifndef VHDX_DISK_SOURCE_SYSTEM_FILE_H
+#define VHDX_DISK_SOURCE_SYSTEM_FILE_H
 
-/// A file that is open in the system. One implementation for each platform: open_file_posix.cpp and
-/// open_file_windows.cpp.
+/// A file that is open in the system. One implementation for each platform: system_file_posix.cpp
+/// and system_file_windows.cpp.
 
 #include <array>
 #include <cstddef>
@@ -13,19 +13,19 @@
 namespace NVHDXDisk {
 
 /// Reads by position, from any number of threads at a time. Shared with readers and writers.
-class COpenFile {
+class CSystemFile {
 public:
     /// What tells a file from every other one of the system as long as it exists.
     using CKey = std::array<std::uint64_t, 2>;
 
     /// Null, with the value of `errno` in `error`, when the system does not open it.
-    [[nodiscard]] static std::shared_ptr<const COpenFile> Open(const std::filesystem::path& path,
-                                                               int& error);
+    [[nodiscard]] static std::shared_ptr<const CSystemFile> Open(const std::filesystem::path& path,
+                                                                 int& error);
 
-    explicit COpenFile(std::intptr_t handle) : m_handle(handle) {}
-    COpenFile(const COpenFile&) = delete;
-    COpenFile& operator=(const COpenFile&) = delete;
-    ~COpenFile();
+    explicit CSystemFile(std::intptr_t handle) : m_handle(handle) {}
+    CSystemFile(const CSystemFile&) = delete;
+    CSystemFile& operator=(const CSystemFile&) = delete;
+    ~CSystemFile();
 
     /// Bytes, now. False, with the value of `errno` in `error`, when the system does not tell.
     [[nodiscard]] bool Size(std::uint64_t& size, int& error) const;
