@@ -60,8 +60,8 @@ bool Enter(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& stream
     return !ClaimsTooManyRegions(source) && accessor.Entry(stream);
 }
 
-bool CContainer::Open(const CSourcePointer& source, ELog log, CFailure& failure) {
-    if (!Replay(source, log, m_file, failure)) {
+bool CContainer::Open(const CHeadedFile& file, ELog log, CFailure& failure) {
+    if (!Replay(file, log, m_file, failure)) {
         return false;
     }
     m_stream.rdbuf(&m_buffer.emplace(m_file.bytes));
@@ -71,6 +71,10 @@ bool CContainer::Open(const CSourcePointer& source, ELog log, CFailure& failure)
 bool OpenContainer(NVHDX::CAccessor& accessor, CReplayedStream& stream, CFailure& failure) {
     if (!stream.IsOpen()) {
         return Fail(failure, CFailure::cannotBeOpened, {}, "the file is not open");
+    }
+    if (stream.Log().status == CLogState::unreadable) {
+        return Fail(failure, CFailure::logNotReplayed, stream.File()->Path(),
+                    "the log cannot be replayed");
     }
     return EnterOrTell(accessor, stream, *stream.Replayed(), stream.Log(), failure);
 }
