@@ -165,12 +165,8 @@ check_host_include() {
 # A program of ours is built from its own folder and the installed headers.
 check_program_include() {
     local file=$1 included=$2 name=${2:1:-1}
-    if [[ ${included:0:1} != '"' || $name == "$(cut -d/ -f1,2 <<<"$file")"/* ]]; then
-        return
-    fi
-    if [[ $file != tools/* || $name != host/* || ! -d tools/host ]]; then
+    [[ ${included:0:1} != '"' || $name == "$(cut -d/ -f1,2 <<<"$file")"/* ]] ||
         complain "$file" "$included" "a program includes what lies in its own folder"
-    fi
 }
 
 check_command_include() {
