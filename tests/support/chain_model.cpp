@@ -118,13 +118,17 @@ void CChainModel::SetContent(std::uint64_t begin, std::uint64_t length, const CB
                 m_content.data() + std::min<std::uint64_t>(begin, m_content.size()));
 }
 
+CSparseImage CChainModel::Image(std::size_t disk) const {
+    CImageBuilder builder = m_disks[disk].builder;
+    for (const auto& [chunk, bitmap] : m_disks[disk].bitmaps) {
+        builder.AllocateSectorBitmap(chunk, bitmap);
+    }
+    return builder.Build();
+}
+
 void CChainModel::WriteTo(const std::filesystem::path& folder) const {
     for (std::size_t disk = 0; disk < m_disks.size(); ++disk) {
-        CImageBuilder builder = m_disks[disk].builder;
-        for (const auto& [chunk, bitmap] : m_disks[disk].bitmaps) {
-            builder.AllocateSectorBitmap(chunk, bitmap);
-        }
-        builder.Build().WriteTo(folder / Name(disk));
+        Image(disk).WriteTo(folder / Name(disk));
     }
 }
 

@@ -63,6 +63,8 @@ public:
     std::size_t Count() const { return m_disks.size(); }
     static std::string Name(std::size_t disk);
     static std::u16string LinkageText(std::size_t disk);
+    /// One disk's file.
+    CSparseImage Image(std::size_t disk) const;
     void WriteTo(const std::filesystem::path& folder) const;
 
 private:

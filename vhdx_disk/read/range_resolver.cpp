@@ -155,15 +155,16 @@ bool CRangeResolver::LocateSectors(std::size_t file, std::uint64_t offset, CPlac
     const std::uint64_t sector = offset % chainFile.ChunkSize() / sectorSize;
     const std::uint64_t piece = sector / SectorsPerPiece;
     const auto bitmap = chainFile.blocks.SectorBitmap(chunk);
+    CFailure cause = {CFailure::damaged, {}, {}, {}, 0};
     const CBitmapCache::CPiece* const bits =
-        bitmap ? BitmapPiece(file, *bitmap + piece * CBitmapCache::PieceSize) : nullptr;
+        bitmap ? BitmapPiece(file, *bitmap + piece * CBitmapCache::PieceSize, cause) : nullptr;
     if (bits == nullptr) {
         place = {};
-        return Fail(failure, bitmap ? CFailure::cannotBeRead : CFailure::damaged,
-                    m_disk.Files()[file].path,
+        return Fail(failure, cause.kind, m_disk.Files()[file].path,
                     "block " + std::to_string(offset / chainFile.geometry.blockSize) +
                         " is partially present, and the sector bitmap of chunk " +
-                        std::to_string(chunk) + " cannot be read");
+                        std::to_string(chunk) + " cannot be read",
+                    cause.error);
     }
     const std::uint64_t first = sector % SectorsPerPiece;
     const std::uint64_t pieceEnd = EndOfRun(*bits, first, SectorsPerPiece);
@@ -174,13 +175,13 @@ bool CRangeResolver::LocateSectors(std::size_t file, std::uint64_t offset, CPlac
     return true;
 }
 
-const CBitmapCache::CPiece* CRangeResolver::BitmapPiece(std::size_t file, std::uint64_t position) {
+const CBitmapCache::CPiece* CRangeResolver::BitmapPiece(std::size_t file, std::uint64_t position,
+                                                        CFailure& failure) {
     if (const CBitmapCache::CPiece* const known = m_bitmaps.Find(file, position)) {
         return known;
     }
     CBitmapCache::CPiece& piece = m_bitmaps.Add(file, position);
-    CFailure unreadable;
-    if (!m_chain[file].file.bytes->ReadAt(position, piece.data(), piece.size(), unreadable)) {
+    if (!m_chain[file].file.bytes->ReadAt(position, piece.data(), piece.size(), failure)) {
         m_bitmaps.Remove(file, position);
         return nullptr;
     }

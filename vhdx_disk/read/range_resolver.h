@@ -40,7 +40,8 @@ private:
     bool LocateInRun(std::size_t file, const CIndexRun& run, std::uint64_t offset, CPlace& place,
                      CFailure& failure);
     bool LocateSectors(std::size_t file, std::uint64_t offset, CPlace& place, CFailure& failure);
-    const CBitmapCache::CPiece* BitmapPiece(std::size_t file, std::uint64_t position);
+    const CBitmapCache::CPiece* BitmapPiece(std::size_t file, std::uint64_t position,
+                                            CFailure& failure);
 
     const CDisk& m_disk;
     const std::vector<CChainFile>& m_chain;

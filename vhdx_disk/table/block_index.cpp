@@ -69,6 +69,7 @@ bool CBlockIndex::Load(const ITableEntries& entries, const CGeometry& geometry,
     CRunJoiner runs(geometry.blockSize, CRunJoiner::readsAsZeros,
                     [&](const CBlockRun& run) { AddRun(run, geometry, file.Size()); });
     const auto join = [&runs](std::span<const std::uint64_t> words) { runs.Add(words); };
+    CFailure cause;
     const bool complete = entries.ForEach(
         [&](const CTablePiece& piece) {
             scan.Add(piece, join);
@@ -78,10 +79,10 @@ bool CBlockIndex::Load(const ITableEntries& entries, const CGeometry& geometry,
             }
             return true;
         },
-        failure);
+        cause);
     runs.Finish();
     return (complete && scan.IsValid()) ||
-           Fail(failure, CFailure::damaged, file.Path(), NoBlockTable);
+           FailBecause(cause, failure, CFailure::damaged, file.Path(), NoBlockTable);
 }
 
 void CBlockIndex::AddRun(CBlockRun run, const CGeometry& geometry, std::uint64_t fileSize) {

@@ -105,14 +105,15 @@ bool CBlockTable::CParts::Scan(ERuns wanted, CFailure& failure) {
             walk.Add(words);
         }
     };
+    CFailure cause;
     const bool complete = entries->ForEach(
         [&](const CTablePiece& piece) {
             scan.Add(piece, join);
             return true;
         },
-        failure);
+        cause);
     if (!complete || !scan.IsValid()) {
-        return Fail(failure, CFailure::damaged, file, NoBlockTable);
+        return FailBecause(cause, failure, CFailure::damaged, file, NoBlockTable);
     }
     walk.Finish();
     parameters = scan.Parameters();

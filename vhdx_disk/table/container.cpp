@@ -19,10 +19,17 @@ bool ClaimsTooManyRegions(const IByteSource& source) {
            table.EntryCount.Value() > VHDX_REGION_TABLE_HEADER::MostEntries;
 }
 
+bool HasIdentifier(const IByteSource& source, CFailure& failure) {
+    CLittleEndian64 signature;
+    return ReadRecord(source, 0, signature, failure) &&
+           signature.Value() == VHDX_FILE_IDENTIFIER::ExpectedSignature;
+}
+
 bool FailToEnter(const IByteSource& source, CFailure& failure) {
-    if (!HasIdentifier(source)) {
-        return Fail(failure, CFailure::notADisk, source.Path(),
-                    "this is no VHDX disk: the file does not begin with \"vhdxfile\"");
+    CFailure cause;
+    if (!HasIdentifier(source, cause)) {
+        return FailBecause(cause, failure, CFailure::notADisk, source.Path(),
+                           "this is no VHDX disk: the file does not begin with \"vhdxfile\"");
     }
     return Fail(failure, CFailure::damaged, source.Path(),
                 "the disk is damaged: its headers, the place of its log, its region table or its "
@@ -47,10 +54,8 @@ bool EnterOrTell(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& 
 }  // namespace
 
 bool HasIdentifier(const IByteSource& source) {
-    CLittleEndian64 signature;
     CFailure unreadable;
-    return ReadRecord(source, 0, signature, unreadable) &&
-           signature.Value() == VHDX_FILE_IDENTIFIER::ExpectedSignature;
+    return HasIdentifier(source, unreadable);
 }
 
 bool Enter(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& stream,
