@@ -9,9 +9,10 @@ namespace {
 using NVHDXDisk::CCheckedEntry;
 using NVHDXDisk::CFinding;
 using NVHDXDisk::CTableProblems;
+using NVHDXDisk::EFinding;
 
 struct CProblem {
-    CTableProblems::EKind kind;
+    EFinding kind;
     const char* line;
 };
 
@@ -30,41 +31,41 @@ TEST_P(TableProblem, SaysWhatIsWrongWhere) {
 }
 
 const CProblem problems[] = {
-    {CTableProblems::blockState,
+    {EFinding::blockState,
      "block-state at block 5, entry at offset 40: the state is none that a block can have (4 or "
      "5)"},
-    {CTableProblems::partialWithoutParent,
+    {EFinding::blockPartialWithoutParent,
      "block-partial-without-parent at block 5, entry at offset 40: the block is partially present, "
      "and the disk has no parent for the rest"},
-    {CTableProblems::blockPastDisk,
+    {EFinding::blockPastDisk,
      "block-past-disk at block 5, entry at offset 40: the entry is in use, and the virtual disk "
      "ends before the block"},
-    {CTableProblems::blockInHeader,
+    {EFinding::blockInHeader,
      "block-in-header at block 5, entry at offset 40: the block claims the first MiB of the file, "
      "where the headers lie"},
-    {CTableProblems::blockPastEnd,
+    {EFinding::blockPastEnd,
      "block-past-end at block 5, entry at offset 40: the block's data lies past the end of the "
      "file: it is lost, or the file was cut off"},
-    {CTableProblems::blockReserved,
+    {EFinding::blockReserved,
      "block-reserved at block 5, entry at offset 40: the reserved bits 3 to 19 of the entry are "
      "not "
      "0"},
-    {CTableProblems::bitmapState,
+    {EFinding::bitmapState,
      "bitmap-state at chunk 5, entry at offset 40: the state is none that a sector bitmap can "
      "have"},
-    {CTableProblems::bitmapWithoutParent,
+    {EFinding::bitmapWithoutParent,
      "bitmap-without-parent at chunk 5, entry at offset 40: there is a sector bitmap, and the disk "
      "has no parent"},
-    {CTableProblems::bitmapMissing,
+    {EFinding::bitmapMissing,
      "bitmap-missing at chunk 5, entry at offset 40: the chunk has partially present blocks and no "
      "sector bitmap: nobody knows which of their sectors count"},
-    {CTableProblems::bitmapInHeader,
+    {EFinding::bitmapInHeader,
      "bitmap-in-header at chunk 5, entry at offset 40: the sector bitmap claims the first MiB of "
      "the file, where the headers lie"},
-    {CTableProblems::bitmapPastEnd,
+    {EFinding::bitmapPastEnd,
      "bitmap-past-end at chunk 5, entry at offset 40: the sector bitmap lies past the end of the "
      "file: it is lost, or the file was cut off"},
-    {CTableProblems::bitmapReserved,
+    {EFinding::bitmapReserved,
      "bitmap-reserved at chunk 5, entry at offset 40: the reserved bits 3 to 19 of the entry are "
      "not 0"},
 };

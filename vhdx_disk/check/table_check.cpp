@@ -80,9 +80,8 @@ private:
 
     void CheckEntry(const CCheckedEntry& entry) {
         if (entry.entry.ReservedBits() != 0) {
-            m_problems.Add(
-                entry.isBitmap ? CTableProblems::bitmapReserved : CTableProblems::blockReserved,
-                entry);
+            m_problems.Add(entry.isBitmap ? EFinding::bitmapReserved : EFinding::blockReserved,
+                           entry);
         }
         if (entry.isBitmap) {
             CheckBitmap(entry);
@@ -98,36 +97,35 @@ private:
     void CheckBlock(const CCheckedEntry& entry) {
         if (entry.index >= m_geometry.BlockCount()) {
             if (entry.entry.StateBits() != 0) {
-                m_problems.Add(CTableProblems::blockPastDisk, entry);
+                m_problems.Add(EFinding::blockPastDisk, entry);
             }
             return;
         }
         if (!IsAnyState(entry.entry)) {
-            m_problems.Add(CTableProblems::blockState, entry);
+            m_problems.Add(EFinding::blockState, entry);
         }
         if (entry.entry.PayloadState() == NVHDX::CPayloadBlock::PartiallyPresent) {
             m_partialInChunk = true;
             if (!m_geometry.hasParent) {
-                m_problems.Add(CTableProblems::partialWithoutParent, entry);
+                m_problems.Add(EFinding::blockPartialWithoutParent, entry);
             }
         }
-        CheckPlace(entry, CTableProblems::blockInHeader, CTableProblems::blockPastEnd);
+        CheckPlace(entry, EFinding::blockInHeader, EFinding::blockPastEnd);
     }
 
     void CheckBitmap(const CCheckedEntry& entry) {
         if (!entry.entry.IsSectorBitmapNotPresent() && !entry.entry.IsSectorBitmapPresent()) {
-            m_problems.Add(CTableProblems::bitmapState, entry);
+            m_problems.Add(EFinding::bitmapState, entry);
         } else if (entry.HoldsBytes() && !m_geometry.hasParent) {
-            m_problems.Add(CTableProblems::bitmapWithoutParent, entry);
+            m_problems.Add(EFinding::bitmapWithoutParent, entry);
         }
         if (m_partialInChunk && m_geometry.hasParent && entry.entry.IsSectorBitmapNotPresent()) {
-            m_problems.Add(CTableProblems::bitmapMissing, entry);
+            m_problems.Add(EFinding::bitmapMissing, entry);
         }
-        CheckPlace(entry, CTableProblems::bitmapInHeader, CTableProblems::bitmapPastEnd);
+        CheckPlace(entry, EFinding::bitmapInHeader, EFinding::bitmapPastEnd);
     }
 
-    void CheckPlace(const CCheckedEntry& entry, CTableProblems::EKind inHeader,
-                    CTableProblems::EKind pastEnd) {
+    void CheckPlace(const CCheckedEntry& entry, EFinding inHeader, EFinding pastEnd) {
         if (!entry.HoldsBytes()) {
             return;
         }

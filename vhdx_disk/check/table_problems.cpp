@@ -1,5 +1,7 @@
 #include "vhdx_disk/check/table_problems.h"
 
+#include <iterator>
+
 namespace NVHDXDisk {
 
 namespace {
@@ -10,7 +12,8 @@ struct CDescription {
     const char* text;
 };
 
-constexpr std::array<CDescription, CTableProblems::kindCount> Descriptions = {{
+/// In the order of the kinds, which follow one another.
+constexpr CDescription Descriptions[] = {
     {EFinding::blockState, "block", "the state is none that a block can have (4 or 5)"},
     {EFinding::blockPartialWithoutParent, "block",
      "the block is partially present, and the disk has no parent for the rest"},
@@ -32,23 +35,38 @@ constexpr std::array<CDescription, CTableProblems::kindCount> Descriptions = {{
     {EFinding::bitmapPastEnd, "chunk",
      "the sector bitmap lies past the end of the file: it is lost, or the file was cut off"},
     {EFinding::bitmapReserved, "chunk", "the reserved bits 3 to 19 of the entry are not 0"},
-}};
+};
+
+constexpr std::size_t RowOf(EFinding kind) {
+    return static_cast<std::size_t>(kind) - static_cast<std::size_t>(Descriptions[0].kind);
+}
+
+constexpr bool RowsAreInOrder() {
+    for (std::size_t row = 0; row < std::size(Descriptions); ++row) {
+        if (RowOf(Descriptions[row].kind) != row) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(RowsAreInOrder());
 
 }  // namespace
 
-void CTableProblems::Add(EKind kind, const CCheckedEntry& entry) {
-    CRun& run = m_runs[kind];
+void CTableProblems::Add(EFinding kind, const CCheckedEntry& entry) {
+    const std::size_t row = RowOf(kind);
+    CRun& run = m_runs[row];
     if (run.count == 0 || run.first + run.count != entry.index) {
-        Report(kind);
+        Report(row);
         run.first = entry.index;
         run.position = entry.position;
     }
     ++run.count;
 }
 
-void CTableProblems::Report(std::size_t kind) {
-    CRun& run = m_runs[kind];
-    const CDescription& description = Descriptions[kind];
+void CTableProblems::Report(std::size_t row) {
+    CRun& run = m_runs[row];
+    const CDescription& description = Descriptions[row];
     if (run.count != 0 && run.findings == MostFindings) {
         run.untold += run.count;
     } else if (run.count != 0) {
@@ -64,11 +82,12 @@ void CTableProblems::Report(std::size_t kind) {
 }
 
 void CTableProblems::Finish() {
-    for (std::size_t kind = 0; kind < kindCount; ++kind) {
-        Report(kind);
-        if (m_runs[kind].untold != 0) {
-            m_findings.Add(Descriptions[kind].kind, "block allocation table",
-                           Sentence("the same is wrong with ", m_runs[kind].untold,
+    static_assert(std::size(Descriptions) == KindCount);
+    for (std::size_t row = 0; row < KindCount; ++row) {
+        Report(row);
+        if (m_runs[row].untold != 0) {
+            m_findings.Add(Descriptions[row].kind, "block allocation table",
+                           Sentence("the same is wrong with ", m_runs[row].untold,
                                     " more entries further on"));
         }
     }

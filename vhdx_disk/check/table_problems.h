@@ -13,31 +13,16 @@ namespace NVHDXDisk {
 /// counts what goes beyond a thousand findings of a kind: a table can have 67 million entries.
 class CTableProblems {
 public:
-    enum EKind {
-        blockState,
-        partialWithoutParent,
-        blockPastDisk,
-        blockInHeader,
-        blockPastEnd,
-        blockReserved,
-        bitmapState,
-        bitmapWithoutParent,
-        bitmapMissing,
-        bitmapInHeader,
-        bitmapPastEnd,
-        bitmapReserved,
-        kindCount
-    };
-
     explicit CTableProblems(const CFindingSink& findings) : m_findings(findings) {}
 
-    /// Entries come in the order of the table.
-    void Add(EKind kind, const CCheckedEntry& entry);
+    /// Entries come in the order of the table; the kind is one of a block or of a sector bitmap.
+    void Add(EFinding kind, const CCheckedEntry& entry);
     /// Hands on what is left; nothing is added any more.
     void Finish();
 
 private:
     static constexpr std::uint64_t MostFindings = 1000;
+    static constexpr std::size_t KindCount = 12;
 
     struct CRun {
         std::uint64_t count = 0;
@@ -47,10 +32,10 @@ private:
         std::uint64_t untold = 0;  ///< entries beyond the last finding
     };
 
-    void Report(std::size_t kind);
+    void Report(std::size_t row);
 
     const CFindingSink& m_findings;
-    std::array<CRun, kindCount> m_runs;
+    std::array<CRun, KindCount> m_runs;
 };
 
 }  // namespace NVHDXDisk
