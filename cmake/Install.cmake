@@ -21,7 +21,7 @@ install(FILES
   "${CMAKE_CURRENT_BINARY_DIR}/vhdx_parserConfigVersion.cmake"
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/cmake/vhdx_parser")
 
-# The pkg-config file says where things lie from where it lies itself, so that the prefix can be
+# The pkg-config files say where things lie from where they lie themselves, so that the prefix can be
 # moved. A folder that was given as an absolute path is taken as it is.
 function(vhdx_parser_pkgconfig_folder result folder)
   if(IS_ABSOLUTE "${folder}")
@@ -35,9 +35,11 @@ vhdx_parser_pkgconfig_folder(VHDX_PARSER_PKGCONFIG_LIBDIR "${CMAKE_INSTALL_LIBDI
 vhdx_parser_pkgconfig_folder(VHDX_PARSER_PKGCONFIG_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}")
 file(RELATIVE_PATH VHDX_PARSER_PREFIX_FROM_PKGCONFIG
   "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
-configure_file(cmake/vhdx_parser.pc.in "${CMAKE_CURRENT_BINARY_DIR}/vhdx_parser.pc" @ONLY)
-install(FILES "${CMAKE_CURRENT_BINARY_DIR}/vhdx_parser.pc"
-        DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+foreach(library IN ITEMS vhdx_parser vhdx_disk)
+  configure_file(cmake/${library}.pc.in "${CMAKE_CURRENT_BINARY_DIR}/${library}.pc" @ONLY)
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${library}.pc"
+          DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+endforeach()
 
 # Programs that are installed beside the library find it there, wherever the prefix is moved.
 if(NOT WIN32)

@@ -11,7 +11,7 @@
 #include <vhdx_disk/failure.h>
 #include <vhdx_disk/finding.h>
 #include <vhdx_disk/folder.h>
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include <vhdx_disk/reader.h>
 #include <vhdx_disk/replayed_stream.h>
 #include <vhdx_disk/source.h>

@@ -15,7 +15,7 @@ namespace NTest {
 namespace {
 
 using NVHDXDisk::CDescriptorPool;
-using NVHDXDisk::COpenFile;
+using NVHDXDisk::CSystemFile;
 
 constexpr std::size_t FileCount = 6;
 constexpr std::size_t Most = 3;
@@ -37,7 +37,7 @@ protected:
 
     CDescriptorPool::COpenPointer OpenNow(std::size_t file) const {
         int error = 0;
-        auto open = COpenFile::Open(Path(file), error);
+        auto open = CSystemFile::Open(Path(file), error);
         EXPECT_NE(open, nullptr) << error;
         return open;
     }
@@ -53,7 +53,7 @@ protected:
         return opened;
     }
 
-    static void ExpectContent(const COpenFile& open, std::size_t file) {
+    static void ExpectContent(const CSystemFile& open, std::size_t file) {
         unsigned char byte = 0;
         int error = 0;
         EXPECT_TRUE(open.ReadAt(0, &byte, 1, error)) << error;
@@ -79,7 +79,8 @@ TEST_F(DescriptorPool, TakesAFileThatIsOpen) {
 }
 
 TEST_F(DescriptorPool, ClosesTheFileThatWasNotUsedForLongest) {
-    const std::weak_ptr<const COpenFile> first = m_pool.Get(m_slots[0], [&] { return OpenNow(0); });
+    const std::weak_ptr<const CSystemFile> first =
+        m_pool.Get(m_slots[0], [&] { return OpenNow(0); });
     EXPECT_TRUE(Use(1));
     EXPECT_TRUE(Use(2));
     EXPECT_FALSE(Use(0));
@@ -109,7 +110,8 @@ TEST_F(DescriptorPool, GivesNothingForAFileThatDoesNotOpen) {
 }
 
 TEST_F(DescriptorPool, ForgetsAFileWhoseOwnerGoes) {
-    const std::weak_ptr<const COpenFile> first = m_pool.Get(m_slots[0], [&] { return OpenNow(0); });
+    const std::weak_ptr<const CSystemFile> first =
+        m_pool.Get(m_slots[0], [&] { return OpenNow(0); });
     EXPECT_TRUE(Use(1));
     m_pool.Remove(m_slots[0]);
     m_pool.Remove(m_slots[5]);

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "vhdx_disk/chain/locator_path.h"
 

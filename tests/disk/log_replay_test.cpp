@@ -29,7 +29,8 @@ struct CReplay {
     std::shared_ptr<const CLogOverlay> overlay;
 
     explicit CReplay(const CSparseImage& image) {
-        overlay = ReplayLog(CMemorySource(image), log, failure);
+        overlay =
+            ReplayLog(NVHDXDisk::WithHeader(std::make_shared<CMemorySource>(image)), log, failure);
         EXPECT_EQ(overlay != nullptr, log.status == CLogState::replayed);
         EXPECT_EQ(failure.kind,
                   log.status == CLogState::unreadable ? CFailure::logNotReplayed : CFailure::none);
@@ -365,11 +366,11 @@ TEST(LogReplay, TryingEverySectorOfAHostileLogReadsEachAFewTimesOnly) {
         entry.header.descriptorCount = 250;
         log.Put(position, entry.Bytes());
     }
-    const CMemorySource source(DirtyDisk(log).Build());
+    const auto source = std::make_shared<CMemorySource>(DirtyDisk(log).Build());
     CLogState state;
     CFailure failure;
-    EXPECT_EQ(ReplayLog(source, state, failure), nullptr);
-    EXPECT_LE(source.Reads().size(), 2 * logLength / 4096 + 10);
+    EXPECT_EQ(ReplayLog(NVHDXDisk::WithHeader(source), state, failure), nullptr);
+    EXPECT_LE(source->Reads().size(), 2 * logLength / 4096 + 10);
 }
 
 }  // namespace

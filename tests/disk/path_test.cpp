@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #if !defined(_WIN32)
 #include <sys/stat.h>

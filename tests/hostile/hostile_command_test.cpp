@@ -11,7 +11,7 @@
 #include "tests/hostile/hostile_disk.h"
 #include "tests/support/sanitizers.h"
 #include "tests/tool/vhdx_command.h"
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/program.h"
 
 // Every command on every hostile disk: it ends, with one of its statuses, and says in one line why

@@ -42,7 +42,7 @@ declare -A layer_of_exported_header=(
     [vhdx_parser/differencing_merge]=chain [vhdx_parser/snapshot_chain]=chain
     [vhdx_parser/xml_persistence]=persist
 
-    [vhdx_disk/export]=source [vhdx_disk/failure]=source [vhdx_disk/path]=source
+    [vhdx_disk/export]=source [vhdx_disk/failure]=source [vhdx_disk/path_query]=source
     [vhdx_disk/source]=source
     [vhdx_disk/replayed_stream]=log
     [vhdx_disk/block_table]=table
@@ -165,12 +165,8 @@ check_host_include() {
 # A program of ours is built from its own folder and the installed headers.
 check_program_include() {
     local file=$1 included=$2 name=${2:1:-1}
-    if [[ ${included:0:1} != '"' || $name == "$(cut -d/ -f1,2 <<<"$file")"/* ]]; then
-        return
-    fi
-    if [[ $file != tools/* || $name != host/* || ! -d tools/host ]]; then
+    [[ ${included:0:1} != '"' || $name == "$(cut -d/ -f1,2 <<<"$file")"/* ]] ||
         complain "$file" "$included" "a program includes what lies in its own folder"
-    fi
 }
 
 check_command_include() {

@@ -128,7 +128,3 @@ expect refused tools/nbdkit/a.cpp '#include "tools/vhdx/a.h"'
 expect refused examples/a.cpp '#include "tools/vhdx/a.h"'
 expect refused tools/vhdx/a.cpp '#include "tests/support/bytes.h"'
 expect refused tools/vhdx/a.cpp '#include "host/extent.h"'
-mkdir "$project/tools/host"
-expect accepted tools/vhdx/a.cpp '#include "host/extent.h"'
-expect accepted tools/host/a.cpp '#include "host/extent.h"'
-expect refused examples/a.cpp '#include "host/extent.h"'

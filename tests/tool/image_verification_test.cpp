@@ -7,7 +7,7 @@
 
 #include "tests/support/chain_model.h"
 #include "tests/support/temporary_folder.h"
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 
 namespace NTool {
 namespace {

@@ -5,7 +5,7 @@
 #include <limits>
 #include <string>
 
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 
 namespace NTool {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 
 namespace NTool {
 namespace {

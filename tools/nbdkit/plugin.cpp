@@ -13,7 +13,7 @@
 #define NBDKIT_API_VERSION 2
 #include <nbdkit-plugin.h>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include <vhdx_disk/reader.h>
 
 #define THREAD_MODEL NBDKIT_THREAD_MODEL_PARALLEL

@@ -2,11 +2,11 @@
 #include <set>
 #include <string>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include "tools/vhdx/arguments.h"
-#include "tools/vhdx/folder.h"
 #include "tools/vhdx/notes.h"
 #include "tools/vhdx/output.h"
+#include "tools/vhdx/scanned_folder.h"
 #include "tools/vhdx/text.h"
 #include "tools/vhdx/tree_json.h"
 #include "tools/vhdx/tree_text.h"
@@ -19,7 +19,7 @@ using NVHDXDisk::CFolder;
 using NVHDXDisk::CTreeFinding;
 
 struct CTreeOptions {
-    CFolderOptions folder;
+    CScanOptions folder;
     bool json = false;
 };
 

@@ -7,10 +7,10 @@
 #include <fmt/format.h>
 
 #include <vhdx_disk/check.h>
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/failure.h"
 #include "tools/vhdx/json_value.h"
 #include "tools/vhdx/notes.h"
 #include "tools/vhdx/output.h"

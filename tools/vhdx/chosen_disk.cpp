@@ -4,10 +4,10 @@
 
 #include <fmt/format.h>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/command_syntax.h"
-#include "tools/vhdx/failure.h"
 #include "tools/vhdx/notes.h"
 #include "tools/vhdx/output_file.h"
 #include "tools/vhdx/text.h"

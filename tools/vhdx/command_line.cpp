@@ -12,7 +12,7 @@
 #include "tools/vhdx/text.h"
 #endif
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 namespace NTool {
 

@@ -3,14 +3,14 @@
 #include <string>
 #include <vector>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/chosen_disk.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/extent_listing.h"
-#include "tools/vhdx/folder.h"
 #include "tools/vhdx/library_diff.h"
 #include "tools/vhdx/notes.h"
+#include "tools/vhdx/scanned_folder.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {
@@ -30,7 +30,7 @@ struct CDiffOptions {
     bool library = false;
 };
 
-CFolderOptions FolderOf(const CDiffOptions& options) {
+CScanOptions FolderOf(const CDiffOptions& options) {
     return {options.disk.file, options.disk.traceLevel, options.disk.log};
 }
 

@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include <vhdx_disk/reader.h>
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {

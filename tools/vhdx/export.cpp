@@ -4,7 +4,7 @@
 #include <system_error>
 #include <utility>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/chosen_disk.h"
 #include "tools/vhdx/command_line.h"

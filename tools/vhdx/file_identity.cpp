@@ -1,6 +1,6 @@
 #include <filesystem>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/opened_file.h"
 #include "tools/vhdx/text.h"

@@ -5,7 +5,7 @@
 #if defined(_WIN32)
 #include <windows.h>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #endif
 
 namespace NTool {

@@ -7,7 +7,7 @@
 
 #include <vhdx_disk/copy.h>
 #include <vhdx_disk/reader.h>
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/image_target.h"
 #include "tools/vhdx/text.h"
 

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 
 namespace NTool {
 

@@ -8,7 +8,7 @@
 
 #include <vhdx_disk/copy.h>
 
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 
 namespace NTool {
 

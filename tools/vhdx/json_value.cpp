@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {

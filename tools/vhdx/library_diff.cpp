@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/json_value.h"
 #include "tools/vhdx/notes.h"

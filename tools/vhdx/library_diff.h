@@ -5,12 +5,12 @@
 #include <optional>
 #include <string>
 
-#include "tools/vhdx/folder.h"
+#include "tools/vhdx/scanned_folder.h"
 
 namespace NTool {
 
 struct CLibraryDiffOptions {
-    CFolderOptions folder;
+    CScanOptions folder;
     std::string base;
     std::optional<std::uint64_t> offset;  ///< in the base disk's file, together with `length`
     std::optional<std::uint64_t> length;

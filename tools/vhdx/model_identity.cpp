@@ -10,8 +10,8 @@
 #include <fmt/format.h>
 #include <boost/crc.hpp>
 
-#include <vhdx_disk/path.h>
-#include "tools/vhdx/failure.h"
+#include <vhdx_disk/path_query.h>
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {

@@ -5,7 +5,7 @@
 
 #include <fmt/format.h>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/file_place.h"
 #include "tools/vhdx/library_document.h"

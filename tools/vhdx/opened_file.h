@@ -13,7 +13,7 @@
 #include <vhdx_disk/replayed_stream.h>
 #include <vhdx_parser/vhdx_parser.h>
 
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/model_identity.h"
 #include "tools/vhdx/trace_writer.h"
 

@@ -16,7 +16,7 @@
 #include <unistd.h>
 #endif
 
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 
 namespace NTool {
 

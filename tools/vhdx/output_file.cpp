@@ -10,9 +10,9 @@
 #include "tools/vhdx/windows_file.h"
 #endif
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/failure.h"
 #include "tools/vhdx/file_place.h"
 
 namespace NTool {

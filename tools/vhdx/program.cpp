@@ -6,8 +6,8 @@
 #include <optional>
 
 #include "tools/vhdx/command.h"
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_syntax.h"
-#include "tools/vhdx/failure.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
 

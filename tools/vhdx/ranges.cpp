@@ -11,8 +11,8 @@
 
 #include <fmt/format.h>
 
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/failure.h"
 #include "tools/vhdx/json_value.h"
 #include "tools/vhdx/opened_file.h"
 #include "tools/vhdx/size_text.h"

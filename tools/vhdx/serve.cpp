@@ -14,7 +14,7 @@
 
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/chosen_disk.h"
-#include "tools/vhdx/failure.h"
+#include "tools/vhdx/command_failure.h"
 
 namespace NTool {
 

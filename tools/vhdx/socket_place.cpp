@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/failure.h"
 
 namespace NTool {
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include <vhdx_parser/block_model.h>
 #include <vhdx_parser/metadata.h>
 

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/failure.h"
-#include "tools/vhdx/folder.h"
 #include "tools/vhdx/json_value.h"
+#include "tools/vhdx/scanned_folder.h"
 
 namespace NTool {
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/vhdx/folder.h"
+#include "tools/vhdx/scanned_folder.h"
 #include "tools/vhdx/text.h"
 
 namespace NTool {

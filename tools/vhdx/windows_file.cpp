@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdint>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 namespace NTool {
 

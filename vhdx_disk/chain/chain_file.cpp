@@ -19,7 +19,6 @@ void ReadIdentity(CContainer& container, CDiskFile& told) {
     if (container.Retrieve(sector)) {
         told.physicalSectorSize = sector.sectorSize;
     }
-    told.header = ReadCurrentHeader(container.Bytes());
 }
 
 /// Who listens to the first library's trace wants its lines about every block, and they come from
@@ -53,10 +52,11 @@ bool ReadLocator(CContainer& container, CDiskFile& told, CFailure& failure) {
 
 }  // namespace
 
-bool OpenChainFile(const CSourcePointer& source, ELog log, const CLoadedTable& table,
-                   CChainFile& file, CDiskFile& told, CFailure& failure) {
+bool OpenChainFile(const CHeadedFile& headed, ELog log, const CLoadedTable& table, CChainFile& file,
+                   CDiskFile& told, CFailure& failure) {
+    const CSourcePointer& source = headed.source;
     CContainer container;
-    if (!container.Open(source, log, failure) ||
+    if (!container.Open(headed, log, failure) ||
         !ReadGeometry(container.Accessor(), container.Stream(), source->Path(), file.geometry,
                       failure) ||
         !LoadBlocks(container, table, file, failure)) {
@@ -64,6 +64,7 @@ bool OpenChainFile(const CSourcePointer& source, ELog log, const CLoadedTable& t
     }
     file.file = container.File();
     told.path = source->Path();
+    told.header = headed.header;
     told.size = source->Size();
     told.log = container.File().log;
     told.role = file.geometry.hasParent ? CDiskFile::checkpoint : CDiskFile::base;

@@ -24,7 +24,7 @@ struct CChainFile {
 
 /// Reads the headers of a file, its metadata and its table, or takes `table` for that. False, with
 /// the reason in `failure`, when it is no disk that the format allows.
-[[nodiscard]] bool OpenChainFile(const CSourcePointer& source, ELog log, const CLoadedTable& table,
+[[nodiscard]] bool OpenChainFile(const CHeadedFile& headed, ELog log, const CLoadedTable& table,
                                  CChainFile& file, CDiskFile& told, CFailure& failure);
 
 }  // namespace NVHDXDisk

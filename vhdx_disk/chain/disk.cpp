@@ -31,7 +31,7 @@ public:
     /// Ends: each turn adds a file that was not in the chain before.
     bool Run(CSourcePointer newest) {
         PrepareSearch(newest->Path());
-        std::optional<CParentFile> next = CParentFile{std::move(newest), ETie::linked};
+        std::optional<CParentFile> next = CParentFile{WithHeader(std::move(newest)), ETie::linked};
         while (next) {
             if (!Add(*next)) {
                 return false;
@@ -58,7 +58,7 @@ private:
     }
 
     bool Add(const CParentFile& found) {
-        const fs::path& path = found.source->Path();
+        const fs::path& path = found.file.source->Path();
         if (!m_visited.insert(m_opener.Canonical(path)).second) {
             return Fail(
                 m_failure, CFailure::circle, {},
@@ -67,7 +67,7 @@ private:
         CChainFile file;
         CDiskFile told;
         const CLoadedTable table = m_parts.files.empty() ? m_options.table : CLoadedTable();
-        if (!OpenChainFile(found.source, m_options.log, table, file, told, m_failure) ||
+        if (!OpenChainFile(found.file, m_options.log, table, file, told, m_failure) ||
             !Accept(found)) {
             return false;
         }
@@ -82,7 +82,7 @@ private:
         if (parent.tie == ETie::linked) {
             return true;
         }
-        const std::string text = DoubtfulParentText(parent.source->Path(), parent.tie);
+        const std::string text = DoubtfulParentText(parent.file.source->Path(), parent.tie);
         if (!m_options.acceptChangedParent) {
             return Fail(m_failure, CFailure::parentChanged, Child().path, text);
         }
@@ -127,7 +127,9 @@ private:
     }
 
     std::optional<CParentFile> Tied(const CSourcePointer& source) const {
-        return CParentFile{source, TieOf(Child().locator, *source)};
+        CHeadedFile file = WithHeader(source);
+        const ETie tie = TieOf(Child().locator, file);
+        return CParentFile{std::move(file), tie};
     }
 
     CDiskParts& m_parts;

@@ -5,7 +5,7 @@
 #include <set>
 #include <utility>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/source/quoted.h"
@@ -17,12 +17,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-bool ReadMetadata(const CSourcePointer& source, ELog log, CTreeFile& file, CFailure& failure) {
+bool ReadMetadata(CSourcePointer source, ELog log, CTreeFile& file, CFailure& failure) {
+    const CHeadedFile headed = WithHeader(std::move(source));
     CContainer container;
     NVHDX::NMetadata::CVirtualDiskSize size;
-    const bool isOpen = container.Open(source, log, failure);
+    const bool isOpen = container.Open(headed, log, failure);
     file.log = container.File().log;
-    file.header = ReadCurrentHeader(container.Bytes());
+    file.header = headed.header;
     if (!isOpen) {
         return false;
     }
@@ -94,9 +95,9 @@ void CDiskTree::FindParentOf(std::size_t file, const CParentSearch& search,
         return;
     }
     child.parentLinked = found->tie == ETie::linked;
-    const auto parent = indices.find(Canonical(found->source->Path()));
+    const auto parent = indices.find(Canonical(found->file.source->Path()));
     if (parent == indices.end()) {
-        child.parentOutside = found->source->Path();
+        child.parentOutside = found->file.source->Path();
         AddFinding(CTreeFinding::parentOutside, {file},
                    QuotedText(child.name) + ": the parent lies outside the folder, at " +
                        Quoted(child.parentOutside));
@@ -105,11 +106,11 @@ void CDiskTree::FindParentOf(std::size_t file, const CParentSearch& search,
         m_files[parent->second].children.push_back(file);
     }
     if (!child.parentLinked) {
-        AddFinding(
-            found->tie == ETie::changed ? CTreeFinding::parentChanged
-                                        : CTreeFinding::linkageMissing,
-            {file},
-            QuotedText(child.name) + ": " + DoubtfulParentText(found->source->Path(), found->tie));
+        AddFinding(found->tie == ETie::changed ? CTreeFinding::parentChanged
+                                               : CTreeFinding::linkageMissing,
+                   {file},
+                   QuotedText(child.name) + ": " +
+                       DoubtfulParentText(found->file.source->Path(), found->tie));
     }
 }
 

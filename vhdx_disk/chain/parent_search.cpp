@@ -1,8 +1,7 @@
 #include "vhdx_disk/chain/parent_search.h"
 
 #include <algorithm>
-
-#include <vhdx_disk/replayed_stream.h>
+#include <utility>
 
 #include "vhdx_disk/chain/locator_path.h"
 #include "vhdx_disk/chain/parent_linkage.h"
@@ -33,14 +32,13 @@ void AddRelative(std::vector<fs::path>& candidates, const fs::path& relative, co
     }
 }
 
-ETie TieOf(const std::vector<_GUID>& linkages, const IByteSource& parent) {
+ETie TieOf(const std::vector<_GUID>& linkages, const CHeadedFile& parent) {
     if (linkages.empty()) {
         return ETie::unlinked;
     }
-    const auto header = ReadCurrentHeader(parent);
     const bool isLinked =
-        header && std::any_of(linkages.begin(), linkages.end(), [&](const _GUID& linkage) {
-            return IsEqual(linkage, header->dataWriteGuid);
+        parent.header && std::any_of(linkages.begin(), linkages.end(), [&](const _GUID& linkage) {
+            return IsEqual(linkage, parent.header->dataWriteGuid);
         });
     return isLinked ? ETie::linked : ETie::changed;
 }
@@ -51,7 +49,7 @@ fs::path FolderOf(const fs::path& path) {
     return path.lexically_normal().parent_path();
 }
 
-ETie TieOf(const CParent& locator, const IByteSource& parent) {
+ETie TieOf(const CParent& locator, const CHeadedFile& parent) {
     return TieOf(LinkagesOf(locator), parent);
 }
 
@@ -85,12 +83,13 @@ std::optional<CParentFile> FindParent(const CParent& locator, const fs::path& ch
         if (source == nullptr) {
             continue;
         }
-        const ETie tie = TieOf(linkages, *source);
-        if (tie == ETie::linked) {
-            return CParentFile{source, tie};
+        CParentFile parent{WithHeader(source), ETie::linked};
+        parent.tie = TieOf(linkages, parent.file);
+        if (parent.tie == ETie::linked) {
+            return parent;
         }
         if (named && !first) {
-            first = {source, tie};
+            first = std::move(parent);
         }
     }
     return first;

@@ -10,6 +10,8 @@
 #include <vhdx_disk/source.h>
 #include <vhdx_parser/metadata.h>
 
+#include "vhdx_disk/log/header_copies.h"
+
 namespace NVHDXDisk {
 
 /// The folder of a path as it is written, so that folders can be compared without looking at any.
@@ -39,12 +41,12 @@ enum class ETie {
 
 /// The parent of a disk, as its locator describes it.
 struct CParentFile {
-    CSourcePointer source;
+    CHeadedFile file;
     ETie tie = ETie::linked;
 };
 
 /// How the file is tied to the child that keeps the locator.
-[[nodiscard]] ETie TieOf(const NVHDX::NMetadata::CParent& locator, const IByteSource& parent);
+[[nodiscard]] ETie TieOf(const NVHDX::NMetadata::CParent& locator, const CHeadedFile& parent);
 
 /// Where the parent of the disk file `child` may lie, the likeliest place first: the relative path
 /// from the child's folder, then its file name in that folder, where that is not the child itself,

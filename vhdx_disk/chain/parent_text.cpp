@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <vector>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "vhdx_disk/chain/locator_path.h"
 #include "vhdx_disk/source/quoted.h"

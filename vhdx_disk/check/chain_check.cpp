@@ -3,7 +3,7 @@
 #include <set>
 #include <utility>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "vhdx_disk/chain/parent_linkage.h"
 #include "vhdx_disk/chain/parent_search.h"
@@ -39,7 +39,7 @@ std::optional<CParent> CheckLocatorOf(TRetrieve retrieve, const CFindingSink& fi
 }
 
 /// The parent's own locator; none where the way up ends.
-std::optional<CParent> ReadParent(const CSourcePointer& parent, ELog log,
+std::optional<CParent> ReadParent(const CHeadedFile& parent, ELog log,
                                   const CFindingSink& childFindings,
                                   const CFindingCallback& report) {
     CContainer container;
@@ -47,11 +47,11 @@ std::optional<CParent> ReadParent(const CSourcePointer& parent, ELog log,
     if (!container.Open(parent, log, failure)) {
         childFindings.Add(
             EFinding::parentUnreadable, Where,
-            "the parent " + Quoted(parent->Path()) + " cannot be read: " + failure.reason);
+            "the parent " + Quoted(parent.source->Path()) + " cannot be read: " + failure.reason);
         return std::nullopt;
     }
     return CheckLocatorOf([&](CParent& locator) { return container.Retrieve(locator); },
-                          CFindingSink(parent->Path(), report));
+                          CFindingSink(parent.source->Path(), report));
 }
 
 /// The kind of a finding, and what it means where the tree's text does not say so.
@@ -105,7 +105,7 @@ void CheckParents(CParent locator, fs::path child, ELog log, const CFindingCallb
                          MissingParentText(*next, child, search, {}) + MissingMeans);
             return;
         }
-        const fs::path& path = parent->source->Path();
+        const fs::path& path = parent->file.source->Path();
         if (parent->tie == ETie::changed) {
             findings.Add(EFinding::parentChanged, Where, DoubtfulParentText(path, parent->tie));
         }
@@ -115,7 +115,7 @@ void CheckParents(CParent locator, fs::path child, ELog log, const CFindingCallb
                 "the parents lead in a circle: " + Quoted(path.filename()) + " comes again");
             return;
         }
-        next = ReadParent(parent->source, log, findings, report);
+        next = ReadParent(parent->file, log, findings, report);
         child = path;
     }
 }

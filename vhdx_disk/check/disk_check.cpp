@@ -43,7 +43,7 @@ bool CheckFile(const fs::path& path, ELog log, const CFindingCallback& report, C
     // The log is looked at in any case. As it stands also where the log cannot be replayed.
     CReplayedFile replayed;
     CFailure unreplayed;
-    (void)Replay(file, ELog::replay, replayed, unreplayed);
+    (void)Replay(WithHeader(file), ELog::replay, replayed, unreplayed);
     const CSourcePointer bytes = log == ELog::replay ? replayed.bytes : file;
     if (!LooksLikeContainer(*bytes)) {
         return Fail(failure, CFailure::notADisk, path, "the file is no VHDX container");

@@ -1,6 +1,7 @@
+#include <optional>
 #include <utility>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "vhdx_disk/folder/linking_forecast.h"
 #include "vhdx_disk/source/quoted.h"
@@ -37,7 +38,7 @@ std::string Read(const std::filesystem::path& path, CBuilderView& view) {
     const CSourcePointer source = OpenFile(path, failure);
     CContainer container;
     CParent locator;
-    if (source == nullptr || !container.Open(source, ELog::asItStands, failure)) {
+    if (source == nullptr || !container.Open({source, std::nullopt}, ELog::asItStands, failure)) {
         return failure.reason;
     }
     if (!container.Retrieve(locator)) {

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include <vhdx_parser/file_system.h>
 
 #include "vhdx_disk/chain/disk_tree.h"

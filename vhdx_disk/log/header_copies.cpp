@@ -1,5 +1,7 @@
 #include "vhdx_disk/log/header_copies.h"
 
+#include <utility>
+
 #include "vhdx_disk/log/checksum.h"
 #include "vhdx_disk/source/record.h"
 
@@ -48,6 +50,11 @@ std::optional<CCurrentHeader> CurrentHeader(const std::array<CHeaderCopy, 2>& co
         }
     }
     return current;
+}
+
+CHeadedFile WithHeader(CSourcePointer source) {
+    auto header = ReadCurrentHeader(*source);
+    return {std::move(source), std::move(header)};
 }
 
 std::optional<CCurrentHeader> ReadCurrentHeader(const IByteSource& source) {

@@ -27,6 +27,14 @@ struct CHeaderCopy {
 /// The valid copy with the greatest sequence number, of equal ones the first.
 [[nodiscard]] std::optional<CCurrentHeader> CurrentHeader(const std::array<CHeaderCopy, 2>& copies);
 
+/// A file and what its current header says, which is read once for all that need it.
+struct CHeadedFile {
+    CSourcePointer source;
+    std::optional<CCurrentHeader> header;  ///< none when no copy is valid
+};
+
+[[nodiscard]] CHeadedFile WithHeader(CSourcePointer source);
+
 }  // namespace NVHDXDisk
 
 #endif

@@ -1,7 +1,6 @@
 #include "vhdx_disk/log/log_replay.h"
 
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "vhdx_disk/log/log_sequence.h"
@@ -78,19 +77,20 @@ std::string Replay(const IByteSource& file, const CCurrentHeader& header, CLogOv
 
 }  // namespace
 
-std::shared_ptr<const CLogOverlay> ReplayLog(const IByteSource& file, CLogState& state,
+std::shared_ptr<const CLogOverlay> ReplayLog(const CHeadedFile& file, CLogState& state,
                                              CFailure& failure) {
     state = {};
-    const auto header = ReadCurrentHeader(file);
+    const auto& header = file.header;
     if (!header || IsNull(header->logGuid)) {
         state.status = header ? CLogState::none : CLogState::noHeader;
         return nullptr;
     }
     auto overlay = std::make_shared<CLogOverlay>();
     std::uint64_t entries = 0;
-    if (const std::string reason = Replay(file, *header, *overlay, entries); !reason.empty()) {
+    const std::string reason = Replay(*file.source, *header, *overlay, entries);
+    if (!reason.empty()) {
         state.status = CLogState::unreadable;
-        Fail(failure, CFailure::logNotReplayed, file.Path(),
+        Fail(failure, CFailure::logNotReplayed, file.source->Path(),
              "the log cannot be replayed: " + reason);
         return nullptr;
     }
@@ -98,14 +98,14 @@ std::shared_ptr<const CLogOverlay> ReplayLog(const IByteSource& file, CLogState&
     return overlay;
 }
 
-bool Replay(CSourcePointer file, ELog log, CReplayedFile& replayed, CFailure& failure) {
-    replayed = {file, nullptr, file, {}};
+bool Replay(const CHeadedFile& file, ELog log, CReplayedFile& replayed, CFailure& failure) {
+    replayed = {file.source, nullptr, file.source, {}};
     if (log == ELog::asItStands) {
         return true;
     }
-    replayed.overlay = ReplayLog(*file, replayed.log, failure);
+    replayed.overlay = ReplayLog(file, replayed.log, failure);
     if (replayed.overlay != nullptr) {
-        replayed.bytes = WithOverlay(std::move(file), replayed.overlay);
+        replayed.bytes = WithOverlay(file.source, replayed.overlay);
     }
     return replayed.log.status != CLogState::unreadable;
 }

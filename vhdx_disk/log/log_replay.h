@@ -7,6 +7,7 @@
 #include <vhdx_disk/replayed_stream.h>
 #include <vhdx_disk/source.h>
 
+#include "vhdx_disk/log/header_copies.h"
 #include "vhdx_disk/log/log_overlay.h"
 
 namespace NVHDXDisk {
@@ -18,7 +19,7 @@ inline constexpr const char* NoValidHeader = "neither header of the file is vali
 ///
 /// Null unless `state.status` becomes `replayed`; `failure` has the reason where it becomes
 /// `unreadable`. The container's headers are not part of the overlay: they still name the log.
-[[nodiscard]] std::shared_ptr<const CLogOverlay> ReplayLog(const IByteSource& file,
+[[nodiscard]] std::shared_ptr<const CLogOverlay> ReplayLog(const CHeadedFile& file,
                                                            CLogState& state, CFailure& failure);
 
 /// The file with what its log writes laid over it, of the size that the replay gives it.
@@ -34,7 +35,7 @@ struct CReplayedFile {
 };
 
 /// False, with the file as it stands in `replayed`, when its log cannot be replayed.
-[[nodiscard]] bool Replay(CSourcePointer file, ELog log, CReplayedFile& replayed,
+[[nodiscard]] bool Replay(const CHeadedFile& file, ELog log, CReplayedFile& replayed,
                           CFailure& failure);
 
 }  // namespace NVHDXDisk

@@ -23,7 +23,9 @@ CReplayedStream::CReplayedStream(const CSourcePointer& file, ELog log, CFailure&
 }
 
 void CReplayedStream::Open(const CSourcePointer& file, ELog log, CFailure& reason) {
-    const bool isReplayed = Replay(file, log, m_parts->file, reason);
+    const CHeadedFile headed =
+        log == ELog::replay ? WithHeader(file) : CHeadedFile{file, std::nullopt};
+    const bool isReplayed = Replay(headed, log, m_parts->file, reason);
     rdbuf(&m_parts->buffer.emplace(m_parts->file.bytes));
     if (!isReplayed) {
         setstate(std::ios_base::failbit);

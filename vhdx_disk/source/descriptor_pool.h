@@ -7,7 +7,7 @@
 #include <memory>
 #include <mutex>
 
-#include "vhdx_disk/source/open_file.h"
+#include "vhdx_disk/source/system_file.h"
 
 namespace NVHDXDisk {
 
@@ -15,7 +15,7 @@ namespace NVHDXDisk {
 /// of threads; nothing is held while a file is read.
 class CDescriptorPool {
 public:
-    using COpenPointer = std::shared_ptr<const COpenFile>;
+    using COpenPointer = std::shared_ptr<const CSystemFile>;
 
     /// Where a file's owner keeps it. Belongs to one pool; taken out of it before it goes.
     class CSlot {

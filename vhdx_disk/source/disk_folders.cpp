@@ -4,7 +4,7 @@
 #include <string_view>
 #include <system_error>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include <vhdx_parser/file_system.h>
 
 #include "vhdx_disk/source/platform_name.h"

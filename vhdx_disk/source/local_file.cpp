@@ -5,7 +5,7 @@
 #include <system_error>
 #include <utility>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 #include <vhdx_disk/source.h>
 
 #include "vhdx_disk/source/descriptor_pool.h"
@@ -42,7 +42,7 @@ public:
 
     bool Open(CFailure& failure) {
         int error = 0;
-        auto file = COpenFile::Open(m_path, error);
+        auto file = CSystemFile::Open(m_path, error);
         if (file == nullptr || !file->Size(m_size, error) || !file->Key(m_key, error)) {
             return FailToOpen(failure, m_path, error);
         }
@@ -74,10 +74,10 @@ public:
 
 private:
     /// The file that was opened first, or none.
-    std::shared_ptr<const COpenFile> OpenAgain(CFailure& failure) const {
+    std::shared_ptr<const CSystemFile> OpenAgain(CFailure& failure) const {
         int error = 0;
-        COpenFile::CKey key = {};
-        auto file = COpenFile::Open(m_path, error);
+        CSystemFile::CKey key = {};
+        auto file = CSystemFile::Open(m_path, error);
         if (file == nullptr || !file->Key(key, error)) {
             FailToOpen(failure, m_path, error);
             return nullptr;
@@ -92,7 +92,7 @@ private:
 
     const fs::path m_path;
     std::uint64_t m_size = 0;
-    COpenFile::CKey m_key = {};
+    CSystemFile::CKey m_key = {};
     mutable CDescriptorPool::CSlot m_slot;
 };
 

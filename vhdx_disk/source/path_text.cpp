@@ -1,4 +1,4 @@
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 #include "vhdx_parser/foundation/utf16.h"
 

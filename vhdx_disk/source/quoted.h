@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-#include <vhdx_disk/path.h>
+#include <vhdx_disk/path_query.h>
 
 namespace NVHDXDisk {
 

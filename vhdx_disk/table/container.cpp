@@ -65,8 +65,8 @@ bool Enter(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& stream
     return !ClaimsTooManyRegions(source) && accessor.Entry(stream);
 }
 
-bool CContainer::Open(const CSourcePointer& source, ELog log, CFailure& failure) {
-    if (!Replay(source, log, m_file, failure)) {
+bool CContainer::Open(const CHeadedFile& file, ELog log, CFailure& failure) {
+    if (!Replay(file, log, m_file, failure)) {
         return false;
     }
     m_stream.rdbuf(&m_buffer.emplace(m_file.bytes));

@@ -18,7 +18,7 @@ class CContainer {
 public:
     /// Once. False, with the reason in `failure`, when its log cannot be replayed or nobody knows
     /// whether there is one, and when it is no container.
-    [[nodiscard]] bool Open(const CSourcePointer& source, ELog log, CFailure& failure);
+    [[nodiscard]] bool Open(const CHeadedFile& file, ELog log, CFailure& failure);
 
     [[nodiscard]] const CReplayedFile& File() const { return m_file; }
     [[nodiscard]] const IByteSource& Bytes() const { return *m_file.bytes; }

@@ -39,10 +39,10 @@ inline constexpr CKnownRegion KnownRegions[] = {
 struct CKnownItem {
     _GUID id;
     CAccessor::CMetadata::EType type;
-    const char* typeName;
-    const char* name;      ///< for people
     std::uint32_t length;  ///< bytes; 0: any
-    std::uint32_t flags;   ///< that its entry must have, bits of `VHDX_METADATA_TABLE_ENTRY`
+    const char* typeName;
+    const char* name;     ///< for people
+    std::uint32_t flags;  ///< that its entry must have, bits of `VHDX_METADATA_TABLE_ENTRY`
     bool inEveryDisk;
 };
 
@@ -53,44 +53,44 @@ inline constexpr std::uint32_t RequiredOfVirtualDisk =
 inline constexpr CKnownItem KnownItems[] = {
     {{0xCAA16737, 0xFA36, 0x4D43, {0xB3, 0xB6, 0x33, 0xF0, 0xAA, 0x44, 0xE7, 0x6B}},
      CAccessor::CMetadata::typeFileParameters,
+     sizeof(VHDX_FILE_PARAMETERS),
      "typeFileParameters",
      "the file parameters",
-     sizeof(VHDX_FILE_PARAMETERS),
      VHDX_METADATA_TABLE_ENTRY::IsRequiredBit,
      true},
     {{0x2FA54224, 0xCD1B, 0x4876, {0xB2, 0x11, 0x5D, 0xBE, 0xD8, 0x3B, 0xF4, 0xB8}},
      CAccessor::CMetadata::typeVirtualDiskSize,
+     sizeof(VHDX_VIRTUAL_DISK_SIZE),
      "typeVirtualDiskSize",
      "the virtual disk size",
-     sizeof(VHDX_VIRTUAL_DISK_SIZE),
      RequiredOfVirtualDisk,
      true},
     {{0xBECA12AB, 0xB2E6, 0x4523, {0x93, 0xEF, 0xC3, 0x09, 0xE0, 0x00, 0xC7, 0x46}},
      CAccessor::CMetadata::typePage83Data,
+     sizeof(VHDX_PAGE83_DATA),
      "typePage83Data",
      "the page 83 identifier",
-     sizeof(VHDX_PAGE83_DATA),
      RequiredOfVirtualDisk,
      true},
     {{0x8141BF1D, 0xA96F, 0x4709, {0xBA, 0x47, 0xF2, 0x33, 0xA8, 0xFA, 0xAB, 0x5F}},
      CAccessor::CMetadata::typeLogicalSectorSize,
+     sizeof(VHDX_SECTOR_SIZE),
      "typeLogicalSectorSize",
      "the logical sector size",
-     sizeof(VHDX_SECTOR_SIZE),
      RequiredOfVirtualDisk,
      true},
     {{0xCDA348C7, 0x445D, 0x4471, {0x9C, 0xC9, 0xE9, 0x88, 0x52, 0x51, 0xC5, 0x56}},
      CAccessor::CMetadata::typePhysicalSectorSize,
+     sizeof(VHDX_SECTOR_SIZE),
      "typePhysicalSectorSize",
      "the physical sector size",
-     sizeof(VHDX_SECTOR_SIZE),
      RequiredOfVirtualDisk,
      true},
     {{0xA8D35F2D, 0xB30B, 0x454D, {0xAB, 0xF7, 0xD3, 0xD8, 0x48, 0x34, 0xAB, 0x0C}},
      CAccessor::CMetadata::typeParentLocator,
+     0,
      "typeParentLocator",
      "the parent locator",
-     0,
      VHDX_METADATA_TABLE_ENTRY::IsRequiredBit,
      false},
 };

@@ -1,0 +1,1 @@
+add_library(outside_options INTERFACE)

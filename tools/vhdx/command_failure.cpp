@@ -1,0 +1,25 @@
+#include "tools/vhdx/command_failure.h"
+
+#include <vhdx_disk/path_query.h>
+
+#include "tools/vhdx/text.h"
+
+namespace NTool {
+
+std::string ReasonOf(const NVHDXDisk::CFailure& failure) {
+    const std::string reason = Printable(failure.reason);
+    switch (failure.kind) {
+        case NVHDXDisk::CFailure::logNotReplayed:
+            return reason + " (--no-replay shows the file as it stands)";
+        case NVHDXDisk::CFailure::parentChanged:
+            return reason + "; --accept-changed-parent reads it all the same";
+        default:
+            return reason;
+    }
+}
+
+CCommandFailure FailureOf(const NVHDXDisk::CFailure& failure) {
+    return CCommandFailure(NVHDXDisk::TextOf(failure.file), ReasonOf(failure));
+}
+
+}  // namespace NTool

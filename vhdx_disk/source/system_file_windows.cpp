@@ -1,0 +1,67 @@
+#include <windows.h>
+
+#include <vhdx_disk/path_query.h>
+
+#include "vhdx_disk/source/system_file.h"
+
+namespace NVHDXDisk {
+
+namespace {
+
+HANDLE Handle(std::intptr_t handle) {
+    return reinterpret_cast<HANDLE>(handle);
+}
+
+}  // namespace
+
+std::shared_ptr<const CSystemFile> CSystemFile::Open(const std::filesystem::path& path,
+                                                     int& error) {
+    const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        error = ErrorNumber(GetLastError());
+        return nullptr;
+    }
+    return std::make_shared<const CSystemFile>(reinterpret_cast<std::intptr_t>(file));
+}
+
+CSystemFile::~CSystemFile() {
+    CloseHandle(Handle(m_handle));
+}
+
+bool CSystemFile::Size(std::uint64_t& size, int& error) const {
+    LARGE_INTEGER end = {};
+    const bool told = GetFileSizeEx(Handle(m_handle), &end) != 0;
+    error = told ? 0 : ErrorNumber(GetLastError());
+    size = told ? static_cast<std::uint64_t>(end.QuadPart) : 0;
+    return told;
+}
+
+bool CSystemFile::Key(CKey& key, int& error) const {
+    BY_HANDLE_FILE_INFORMATION information = {};
+    if (GetFileInformationByHandle(Handle(m_handle), &information) == 0) {
+        error = ErrorNumber(GetLastError());
+        return false;
+    }
+    key = {information.dwVolumeSerialNumber,
+           std::uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow};
+    return true;
+}
+
+/// With a position of its own each read is as good as alone.
+std::int64_t CSystemFile::ReadSome(std::uint64_t position, unsigned char* bytes, std::size_t count,
+                                   int& error) const {
+    OVERLAPPED place = {};
+    place.Offset = static_cast<DWORD>(position);
+    place.OffsetHigh = static_cast<DWORD>(position >> 32);
+    DWORD got = 0;
+    if (ReadFile(Handle(m_handle), bytes, static_cast<DWORD>(count), &got, &place) == 0) {
+        const DWORD reason = GetLastError();
+        error = reason == ERROR_HANDLE_EOF ? 0 : ErrorNumber(reason);
+        return reason == ERROR_HANDLE_EOF ? 0 : -1;
+    }
+    return got;
+}
+
+}  // namespace NVHDXDisk
