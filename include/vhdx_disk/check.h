@@ -26,7 +26,8 @@ namespace NVHDXDisk {
 /// Checks every disk file of a folder and of all folders below it (extensions "vhdx" and "avhdx" in
 /// any case), and how they belong together. What cannot be read, a file or a folder, is a finding.
 /// `disks` becomes the number of disks that were read. False, with the reason in `failure` and
-/// without findings, when that is not a single one.
+/// without findings, when the folder cannot be read (`cannotBeRead`) or not a single disk in it
+/// (`notADisk`); `disks` then stays.
 [[nodiscard]] VHDX_DISK_API bool CheckFolder(const std::filesystem::path& folder, ELog log,
                                              const CFindingCallback& report, std::size_t& disks,
                                              CFailure& failure);

@@ -23,6 +23,8 @@ public:
 
     [[nodiscard]] virtual bool Write(std::uint64_t offset, const unsigned char* bytes,
                                      std::size_t count, CFailure& failure) = 0;
+    /// The range reads as zeros. A target that does so already may leave it; short runs of zeros
+    /// between data come by `Write`.
     [[nodiscard]] virtual bool Zero(std::uint64_t offset, std::uint64_t length,
                                     CFailure& failure) = 0;
     /// Once, when every byte was handed over.

@@ -54,7 +54,7 @@ struct CDiskOptions {
     /// Finds the parents; null: they are files.
     std::shared_ptr<const ISourceOpener> opener;
 
-    /// Of the newest file, without blocks: the file's own table.
+    /// Of the newest file, whose geometry it must have; without blocks: the file's own table.
     CLoadedTable table;
 
     /// How the host's user asks for `recordedPaths`, for the message of a missing parent; empty: it

@@ -66,7 +66,7 @@ public:
     /// in `CDisk::Files`, hold in place of what the disk had there when that file was its newest.
     /// Data and zeros are told with the newest file that holds them. A hole is what a smaller file
     /// in between cut off: bytes of the older disk that read as zeros though no newer file says so.
-    /// False as for `Read`.
+    /// False as for `Read`, and of kind `outOfRange` for a place that is none.
     [[nodiscard]] VHDX_DISK_API bool Changes(std::size_t sinceFile, std::uint64_t offset,
                                              std::uint64_t length, const CExtentCallback& callback,
                                              CFailure& failure);

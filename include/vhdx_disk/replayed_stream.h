@@ -98,7 +98,8 @@ private:
 /// entries than it has room for (the accessor would follow the count to the end of the file), and
 /// when neither header is valid, so that nobody knows whether there is a log. A stream that shows
 /// the file as it stands asks nothing of headers' checksums. `accessor` is empty before; after
-/// false it must be cleared.
+/// false it must be cleared. Before `CAccessor::LoadBlocks` makes room for the table that such a
+/// file claims, `ReadGeometry` tells whether any disk can have it.
 [[nodiscard]] VHDX_DISK_API bool OpenContainer(NVHDX::CAccessor& accessor, CReplayedStream& stream,
                                                CFailure& failure);
 
