@@ -343,5 +343,30 @@ TEST_F(FolderTree, ADirtyDiskIsReadWithItsLogReplayed) {
     EXPECT_EQ(Linking().outcome, CLinkingForecast::links);
 }
 
+TEST_F(FolderTree, OnRequestHoldsTheDisksOfAllFoldersBelow) {
+    Base("base.vhdx");
+    std::filesystem::create_directories(m_folder / "checkpoints" / "old");
+    Child("checkpoints/first.AVHDX", u"..\\base.vhdx");
+    Child("checkpoints/old/second.avhdx", u"..\\first.AVHDX");
+    CFolderOptions options;
+    options.recursive = true;
+    const auto folder = Open(options);
+    ASSERT_EQ(folder->Files().size(), 3U);
+    EXPECT_EQ(folder->Files()[0].name, "base.vhdx");
+    EXPECT_EQ(folder->Files()[1].name, "checkpoints/first.AVHDX");
+    EXPECT_EQ(folder->Files()[2].name, "checkpoints/old/second.avhdx");
+    EXPECT_EQ(folder->Files()[2].parent, std::optional<std::size_t>(1));
+    EXPECT_THAT(folder->Roots(), ElementsAre(0U));
+    EXPECT_THAT(folder->Tips(), ElementsAre(2U));
+    EXPECT_THAT(folder->StraightChains(), ElementsAre(ElementsAre(0U, 1U, 2U)));
+}
+
+TEST_F(FolderTree, OfOneFolderLeavesOutWhatLiesBelow) {
+    Base("base.vhdx");
+    std::filesystem::create_directory(m_folder / "below");
+    Base("below/other.vhdx");
+    EXPECT_EQ(Open()->Files().size(), 1U);
+}
+
 }  // namespace
 }  // namespace NTest

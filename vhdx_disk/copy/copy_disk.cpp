@@ -99,7 +99,7 @@ private:
         bool taken = true;
         while (extent.length != 0) {
             CExtent piece = extent;
-            piece.length = std::min(extent.length, taken ? LargestCopy : PieceSize);
+            piece.length = std::min(extent.length, LargestCopy);
             if (taken && !Offer(piece, taken)) {
                 return false;
             }
