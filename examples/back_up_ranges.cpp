@@ -62,7 +62,8 @@ bool CopyBitmap(CReplayedStream& disk, const CModel& model, std::uint64_t chunk,
     std::ofstream output(path, std::ios::binary);
     return NVHDX::RequestSectorBitmapData(disk, model.blocks, static_cast<std::uint32_t>(chunk),
                                           *bitmap, true) &&
-           output.write(reinterpret_cast<const char*>(bitmap->data()), bitmap->size());
+           output.write(reinterpret_cast<const char*>(bitmap->data()),
+                        static_cast<std::streamsize>(bitmap->size()));
 }
 
 int main(int argc, char** argv) {
