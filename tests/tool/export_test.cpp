@@ -179,8 +179,7 @@ TEST_F(Export, OfADiskThatIsCutOffLeavesNothing) {
     fs::resize_file(m_folder / "0.vhdx", chain.Builder().BlockPosition(2) + 4096);
     const CChildResult result = Run({"0.vhdx", "-o", "disk.raw"});
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.errors,
-              "vhdx: 0.vhdx: block 2 claims a place that is not in the file\n");
+    EXPECT_EQ(result.errors, "vhdx: 0.vhdx: block 2 claims a place that is not in the file\n");
     EXPECT_EQ(Files(), std::vector<std::string>{"0.vhdx"});
 }
 

@@ -7,7 +7,7 @@
 namespace NTool {
 
 std::string ReasonOf(const NVHDXDisk::CFailure& failure) {
-    const std::string reason = Printable(failure.reason);
+    std::string reason = Printable(failure.reason);
     switch (failure.kind) {
         case NVHDXDisk::CFailure::logNotReplayed:
             return reason + " (--no-replay shows the file as it stands)";

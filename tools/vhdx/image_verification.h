@@ -11,7 +11,7 @@ namespace NTool {
 /// Reads these ranges of a raw image and compares them with the disk. Takes time for the data of
 /// both, not for the size of the disk. Throws `CCommandFailure` that names the first byte that
 /// differs.
-void VerifyImage(const CDiskPointer& disk, const CRanges& ranges, CImageFile& raw,
+void VerifyImage(const CDiskPointer& disk, const CRanges& ranges, CImageFile& image,
                  EProgress wanted);
 
 }  // namespace NTool

@@ -53,8 +53,8 @@ std::optional<CCurrentHeader> CurrentHeader(const std::array<CHeaderCopy, 2>& co
 }
 
 CHeadedFile WithHeader(CSourcePointer source) {
-    auto header = ReadCurrentHeader(*source);
-    return {std::move(source), std::move(header)};
+    const auto header = ReadCurrentHeader(*source);
+    return {std::move(source), header};
 }
 
 std::optional<CCurrentHeader> ReadCurrentHeader(const IByteSource& source) {
