@@ -108,6 +108,8 @@ TEST_F(DiskSources, NoSourceAtAllIsNoDisk) {
     EXPECT_EQ(CDisk::Open(std::vector<CSourcePointer>(), {}, m_failure), nullptr);
     EXPECT_EQ(m_failure.kind, CFailure::notFound);
     EXPECT_EQ(m_failure.text, "a disk has at least one file");
+    EXPECT_EQ(CDisk::Open(std::vector<CSourcePointer>{nullptr}, {}, m_failure), nullptr);
+    EXPECT_EQ(m_failure.text, "a disk has at least one file");
 }
 
 TEST_F(DiskSources, ParentsAreTakenFromWhereTheHostSays) {

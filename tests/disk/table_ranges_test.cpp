@@ -234,5 +234,22 @@ TEST(TableRuns, ThatAreKeptNeedNoFile) {
     EXPECT_TRUE(opened.table->Runs([](const CBlockRun&) { return true; }, failure));
 }
 
+TEST(BlockTable, OfAGeometryThatNobodyReadIsRefused) {
+    const COpenedTable opened(CImageBuilder().Build());
+    CFailure failure;
+    EXPECT_EQ(CBlockTable::Open(opened.source, CGeometry(), CBlockTable::runsWanted, failure),
+              nullptr);
+    EXPECT_EQ(failure.kind, CFailure::damaged);
+}
+
+TEST(BlockTable, OfAModelWhoseBlocksHaveNoSizeThereIsNone) {
+    const COpenedTable opened(CImageBuilder().Build());
+    NVHDX::CFileParameters parameters = opened.parameters;
+    EXPECT_NE(CBlockTable::Of(opened.model, parameters), nullptr);
+    EXPECT_EQ(CBlockTable::Of(std::make_shared<NVHDX::CBlocks>(), parameters), nullptr);
+    parameters.payloadblksz = 0;
+    EXPECT_EQ(CBlockTable::Of(opened.model, parameters), nullptr);
+}
+
 }  // namespace
 }  // namespace NTest

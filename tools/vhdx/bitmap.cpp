@@ -1,4 +1,4 @@
-#include <limits>
+#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -16,6 +16,14 @@ struct CBitmapOptions {
     std::string output;
     bool position = false;
 };
+
+/// The model, filled for this chunk where the disk has it.
+CModel LoadChunk(COpenedFile& disk, std::uint32_t chunk) {
+    const CGeometry geometry = disk.Geometry();
+    const std::uint64_t size = geometry.ratio * geometry.blockSize;
+    const std::uint64_t offset = std::min(chunk * size, geometry.virtualSize);
+    return disk.LoadModel(offset, std::min(size, geometry.virtualSize - offset));
+}
 
 /// Where the bitmap lies in the file, in bytes. Throws `CCommandFailure` when the file has none.
 std::uint64_t BitmapPosition(const CModel& model, std::uint32_t chunk) {
@@ -46,7 +54,7 @@ void WriteBitmap(const NVHDX::CSectorBitmapArea& area, COutput& output) {
 
 void RunBitmap(const CBitmapOptions& options) {
     COpenedFile disk(options.disk);
-    const CModel model = disk.LoadModel();
+    const CModel model = LoadChunk(disk, options.chunk);
     const std::uint64_t position = BitmapPosition(model, options.chunk);
     if (options.position) {
         PrintPosition(position);

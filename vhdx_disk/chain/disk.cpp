@@ -1,5 +1,6 @@
 #include <vhdx_disk/disk.h>
 
+#include <algorithm>
 #include <numeric>
 #include <set>
 #include <string>
@@ -156,7 +157,8 @@ std::shared_ptr<const CDisk> CDisk::Open(const fs::path& path, const CDiskOption
 
 std::shared_ptr<const CDisk> CDisk::Open(std::vector<CSourcePointer> newestFirst,
                                          const CDiskOptions& options, CFailure& failure) {
-    if (newestFirst.empty()) {
+    if (newestFirst.empty() ||
+        std::find(newestFirst.begin(), newestFirst.end(), nullptr) != newestFirst.end()) {
         Fail(failure, CFailure::notFound, {}, "a disk has at least one file");
         return nullptr;
     }

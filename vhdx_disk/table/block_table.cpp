@@ -131,6 +131,10 @@ CBlockTable::~CBlockTable() = default;
 std::shared_ptr<const CBlockTable> CBlockTable::Open(const CSourcePointer& replayed,
                                                      const CGeometry& geometry, ERuns runs,
                                                      CFailure& failure) {
+    if (geometry.ratio == 0 || geometry.blockSize == 0) {
+        Fail(failure, CFailure::damaged, replayed->Path(), NoBlockTable);
+        return nullptr;
+    }
     const std::shared_ptr<CBlockTable> table(new CBlockTable);
     table->m_parts->geometry = geometry;
     table->m_parts->file = replayed->Path();
@@ -141,6 +145,9 @@ std::shared_ptr<const CBlockTable> CBlockTable::Open(const CSourcePointer& repla
 
 std::shared_ptr<const CBlockTable> CBlockTable::Of(std::shared_ptr<const NVHDX::CBlocks> blocks,
                                                    const NVHDX::CFileParameters& parameters) {
+    if (blocks->ratio == 0 || parameters.payloadblksz == 0) {
+        return nullptr;
+    }
     const std::shared_ptr<CBlockTable> table(new CBlockTable);
     CParts& parts = *table->m_parts;
     CFailure none;  // entries in memory can always be read
