@@ -53,7 +53,9 @@ using CProgressCallback = std::function<bool(std::uint64_t done)>;
 /// Every byte of [offset, offset + length) reaches the target once, then the target is flushed.
 /// Takes time for the data, not for the size of the disk, and a few MiB of memory. False, with the
 /// reason in `failure`, when the range is not inside the disk, a file cannot be read, the target
-/// fails or `progress` (which may be empty) stops it; what was handed over until then stays.
+/// fails, `progress` (which may be empty) stops it, or `CDisk::CheckUnchanged` is false between
+/// long pieces or at the end (not for a disk that was opened as live); what was handed over until
+/// then stays.
 [[nodiscard]] VHDX_DISK_API bool CopyDisk(const std::shared_ptr<const CDisk>& disk,
                                           std::uint64_t offset, std::uint64_t length,
                                           ITarget& target, const CProgressCallback& progress,

@@ -51,6 +51,10 @@ struct CDiskOptions {
     /// the disk's findings then say so. The bytes may be such as no guest ever saw.
     bool acceptChangedParent = false;
 
+    /// Also read files that somebody writes meanwhile. A copy is then no state that the disk ever
+    /// had; `CDisk::CheckUnchanged` tells whether that came to pass.
+    bool live = false;
+
     /// Finds the parents; null: they are files.
     std::shared_ptr<const ISourceOpener> opener;
 
@@ -70,6 +74,7 @@ struct CDiskFile {
     };
 
     std::filesystem::path path;
+    CSourcePointer source;  ///< the file on storage
     ERole role = base;
     std::uint64_t size = 0;  ///< bytes on storage, without what a replay adds
     CLogState log;
@@ -116,6 +121,13 @@ public:
 
     /// What does not fit together though it can be read.
     [[nodiscard]] VHDX_DISK_API const std::vector<CFinding>& Findings() const;
+
+    /// Whether all files are still as they were when the disk was opened: their sizes, when they
+    /// were written last, and their current headers (SequenceNumber, FileWriteGuid, DataWriteGuid
+    /// and the place of the log). False, with the reason in `failure` (`changedMeanwhile` where
+    /// they are not): what was read since the opening may be of two states. A copy asks this
+    /// itself.
+    [[nodiscard]] VHDX_DISK_API bool CheckUnchanged(CFailure& failure) const;
 
     /// How many log entries were replayed in memory, in all files.
     [[nodiscard]] VHDX_DISK_API std::uint64_t ReplayedEntries() const;

@@ -51,10 +51,14 @@ struct CCurrentHeader {
     std::uint64_t logOffset = 0;  ///< position in the file, in bytes
 };
 
-/// None when neither copy has its signature and its checksum, or can be read. Of equal sequence
-/// numbers the first copy counts.
+/// Whether they say the same.
+[[nodiscard]] VHDX_DISK_API bool operator==(const CCurrentHeader& one, const CCurrentHeader& other);
+
+/// None, with the reason in `failure`, when neither copy has its signature and its checksum, or
+/// when the source refuses the bytes. Of equal sequence numbers the first copy counts; a copy in a
+/// bad sector does not where the other one is valid.
 [[nodiscard]] VHDX_DISK_API std::optional<CCurrentHeader> ReadCurrentHeader(
-    const IByteSource& source);
+    const IByteSource& source, CFailure& failure);
 
 /// An input stream on a disk file with its pending log applied in memory. Hand it to
 /// `NVHDX::CAccessor` and to every request that takes a stream.
@@ -78,6 +82,16 @@ public:
     /// Whether there is a file at all: false only when it could not be opened.
     [[nodiscard]] VHDX_DISK_API bool IsOpen() const;
     [[nodiscard]] VHDX_DISK_API const CLogState& Log() const;
+
+    /// Why the source refused bytes of the stream, the first time that it did: of kind `none` when
+    /// it did not, also where a read came up short at the end of the file. What a request on the
+    /// stream did not find after a refusal may be there.
+    [[nodiscard]] VHDX_DISK_API CFailure Refusal() const;
+
+    /// Whether the file is still as it was when the stream was made: its size, when it was written
+    /// last, and its current header. False, with the reason in `reason` (`changedMeanwhile` where
+    /// it is not): what was read meanwhile may be of two states.
+    [[nodiscard]] VHDX_DISK_API bool CheckUnchanged(CFailure& reason) const;
 
     /// The file on storage, and the file with its log replayed: the stream's own bytes. They are
     /// the same source where nothing was replayed, null when the file could not be opened.

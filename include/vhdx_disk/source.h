@@ -28,8 +28,25 @@ public:
 
     /// Fills `bytes` with the `count` bytes from `position` on. False, with `bytes` unspecified and
     /// the reason in `failure`, when not all of them can be had.
+    ///
+    /// A failure that has a number in `error` (EIO where the source knows none), or another kind
+    /// than `cannotBeRead`, is the system's refusal and never taken for damage or for an end.
     [[nodiscard]] virtual bool ReadAt(std::uint64_t position, unsigned char* bytes,
                                       std::size_t count, CFailure& failure) const = 0;
+
+    /// Whether the source is still as it was when it was opened, as far as that shows without
+    /// reading it. False, with the reason in `failure` (`changedMeanwhile` where it is not).
+    [[nodiscard]] virtual bool CheckUnchanged(CFailure& failure) const {
+        (void)failure;
+        return true;
+    }
+
+    /// The file descriptor, on Windows the HANDLE, through which the source is read, for what only
+    /// the system can do; null for a source that is no file, and when it cannot be opened again. It
+    /// is good as long as the pointer lives. Never to be closed, written, or read but by position.
+    [[nodiscard]] virtual std::shared_ptr<const std::intptr_t> SystemHandle() const {
+        return nullptr;
+    }
 
 protected:
     IByteSource() = default;
@@ -71,7 +88,8 @@ protected:
 /// Anything else, a pipe for instance, could block the caller and is refused.
 ///
 /// All files opened so share at most 64 descriptors in the process: the file that was not read for
-/// longest is closed and opened again when it is needed, and must then be the same file.
+/// longest is closed and opened again when it is needed, and must then be the same file, of the
+/// same size and with the same identifiers in its headers.
 [[nodiscard]] VHDX_DISK_API CSourcePointer OpenFile(const std::filesystem::path& path,
                                                     CFailure& failure);
 

@@ -46,7 +46,8 @@ struct CTreeFinding {
         parentChanged,
         linkageMissing,  ///< the child keeps nothing to tell its parent by
         severalChildren,
-        circle
+        circle,
+        parentUnreadable  ///< something lies where the parent may be, and the system refuses it
     };
 
     EKind kind = unreadable;

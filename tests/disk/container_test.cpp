@@ -37,7 +37,7 @@ struct CEntered {
     bool ClaimsTooManyRegions() const {
         CContainer container;
         CFailure failure;
-        return !container.Open({source, std::nullopt}, ELog::asItStands, failure) &&
+        return !container.Open({source, {}, std::nullopt}, ELog::asItStands, failure) &&
                failure.reason == NVHDXDisk::TooManyRegions;
     }
 

@@ -88,7 +88,8 @@ TEST_F(LocalFile, ThatWasCutOffSinceItsOpeningFailsWhereItEndsNow) {
     fs::resize_file(m_folder / "file", 4);
     EXPECT_EQ(Read(file, 4, m_failure), "0123");
     EXPECT_EQ(Read(file, 5, m_failure), "");
-    EXPECT_EQ(m_failure.kind, CFailure::cannotBeRead);
+    EXPECT_EQ(m_failure.kind, CFailure::changedMeanwhile);
+    EXPECT_EQ(m_failure.reason, "the file became shorter while it was read");
 }
 
 TEST_F(LocalFile, ManyAreReadAsFew) {
@@ -135,6 +136,43 @@ TEST_F(LocalFile, ThatIsOpenedAgainMayHaveBeenWritten) {
     const auto others = OpenMany();
     std::fstream(m_folder / "file", std::ios::in | std::ios::out | std::ios::binary) << "again";
     EXPECT_EQ(Read(file, 5, m_failure), "again") << m_failure.text;
+}
+
+TEST_F(LocalFile, OfAnotherSizeIsNotTheSame) {
+    const CSourcePointer file = Open("file", "first");
+    const auto others = OpenMany();
+    fs::resize_file(m_folder / "file", 6);
+    EXPECT_EQ(Read(file, 5, m_failure), "");
+    EXPECT_EQ(m_failure.kind, CFailure::changedMeanwhile);
+}
+
+/// As when another disk is copied over it.
+TEST_F(LocalFile, WithOtherIdentifiersInAHeaderIsNotTheSame) {
+    const CSourcePointer file = Open("file", std::string(200000, 'a'));
+    const auto others = OpenMany();
+    std::fstream stream(m_folder / "file", std::ios::in | std::ios::out | std::ios::binary);
+    stream.seekp(131072 + 16);
+    stream << "b" << std::flush;
+    EXPECT_EQ(Read(file, 5, m_failure), "");
+    EXPECT_EQ(m_failure.kind, CFailure::changedMeanwhile);
+}
+
+TEST_F(LocalFile, KnowsWhetherItWasWrittenSinceItsOpening) {
+    const CSourcePointer file = Open("file", "first");
+    EXPECT_TRUE(file->CheckUnchanged(m_failure)) << m_failure.text;
+    fs::last_write_time(m_folder / "file", fs::file_time_type());
+    EXPECT_FALSE(file->CheckUnchanged(m_failure));
+    EXPECT_EQ(m_failure.kind, CFailure::changedMeanwhile);
+    EXPECT_EQ(m_failure.reason, "the file was written while it was read");
+}
+
+TEST_F(LocalFile, LendsTheHandleThroughWhichItIsRead) {
+    const CSourcePointer file = Open("file", "first");
+    const auto handle = file->SystemHandle();
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(*handle, *file->SystemHandle());
+    const auto others = OpenMany();
+    EXPECT_NE(*handle, *file->SystemHandle()) << "it is lent as long as it is kept";
 }
 
 TEST_F(LocalFile, ThatIsGoneWhenItIsOpenedAgainCannotBeOpened) {

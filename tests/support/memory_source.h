@@ -28,22 +28,22 @@ public:
     /// Reads that touch the byte at this position fail with the number of an error.
     void FailAt(std::uint64_t position, int error) { m_failing = {position, error}; }
 
+    /// The read of this number, counted from 0 and from now on, fails; those behind it do not.
+    void FailRead(std::size_t read, int error) {
+        ClearReads();
+        m_failingRead = {read, error};
+    }
     const std::filesystem::path& Path() const override { return m_path; }
     std::uint64_t Size() const override { return m_image.Size(); }
 
     bool ReadAt(std::uint64_t position, unsigned char* bytes, std::size_t count,
                 NVHDXDisk::CFailure& failure) const override {
-        {
-            const std::lock_guard lock(m_mutex);
-            m_reads.push_back({position, count});
-        }
-        const bool fails =
-            m_failing && position <= m_failing->first && m_failing->first - position < count;
-        if (!fails && m_image.Read(position, std::span(bytes, count)) == count) {
+        const std::optional<int> error = ErrorOf(position, count);
+        if (!error && m_image.Read(position, std::span(bytes, count)) == count) {
             return true;
         }
         failure = NVHDXDisk::MakeFailure(NVHDXDisk::CFailure::cannotBeRead, m_path,
-                                         "the memory fails", fails ? m_failing->second : 0);
+                                         "the memory fails", error.value_or(0));
         return false;
     }
 
@@ -57,9 +57,22 @@ public:
     }
 
 private:
+    /// Of a read, which is counted; none when it does not fail.
+    std::optional<int> ErrorOf(std::uint64_t position, std::size_t count) const {
+        const std::lock_guard lock(m_mutex);
+        m_reads.push_back({position, count});
+        if (m_failingRead && m_failingRead->first + 1 == m_reads.size()) {
+            return m_failingRead->second;
+        }
+        const bool isBad =
+            m_failing && position <= m_failing->first && m_failing->first - position < count;
+        return isBad ? std::optional(m_failing->second) : std::nullopt;
+    }
+
     const CSparseImage m_image;
     const std::filesystem::path m_path;
     std::optional<std::pair<std::uint64_t, int>> m_failing;
+    std::optional<std::pair<std::size_t, int>> m_failingRead;
     mutable std::mutex m_mutex;
     mutable std::vector<CPortion> m_reads;
 };

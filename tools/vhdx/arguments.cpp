@@ -46,6 +46,14 @@ void AddDiskArguments(CCommandSyntax& command, CFileOptions& disk) {
     AddNoReplayArgument(
         command, disk.log,
         "Show the file as it stands, without the entries of its log that are pending");
+    AddLiveArgument(command, disk.live);
+}
+
+void AddLiveArgument(CCommandSyntax& command, bool& live) {
+    command.AddFlag(
+        "--live", live,
+        "Also read a disk that is written meanwhile, instead of refusing what was read; "
+        "the answer may be of two states, and one line says so");
 }
 
 void AddNoReplayArgument(CCommandSyntax& command, NVHDXDisk::ELog& log, const std::string& help) {

@@ -28,8 +28,11 @@ struct CRangeChoice {
     CRangeOptions On(std::uint64_t virtualSize) const;
 };
 
-/// FILE, --trace and --no-replay, which every command on one disk file has.
+/// FILE, --trace, --no-replay and --live, which every command on one disk file has.
 void AddDiskArguments(CCommandSyntax& command, CFileOptions& disk);
+
+/// --live, which reads also what is written meanwhile.
+void AddLiveArgument(CCommandSyntax& command, bool& live);
 
 /// --no-replay, which shows files as they stand.
 void AddNoReplayArgument(CCommandSyntax& command, NVHDXDisk::ELog& log, const std::string& help);

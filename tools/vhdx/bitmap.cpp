@@ -58,10 +58,12 @@ void RunBitmap(const CBitmapOptions& options) {
     const std::uint64_t position = BitmapPosition(model, options.chunk);
     if (options.position) {
         PrintPosition(position);
+        disk.CheckUnchanged();
         return;
     }
     const auto area = std::make_unique<NVHDX::CSectorBitmapArea>();
     disk.ReadBitmap(model, options.chunk, *area);
+    disk.CheckUnchanged();
     if (options.output == "-") {
         COutput output = COutput::Standard();
         WriteBitmap(*area, output);

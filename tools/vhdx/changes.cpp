@@ -78,6 +78,7 @@ void RunChanges(const CChangesOptions& options) {
     COutput output = COutput::Standard();
     options.json ? PrintJson(disk, model, ranges, output) : PrintText(disk, model, ranges, output);
     output.Flush();
+    disk.CheckUnchanged();
 }
 
 }  // namespace

@@ -19,6 +19,7 @@ namespace {
 NVHDXDisk::CDiskOptions OptionsOf(const CFileOptions& options, const CChainOptions& chain) {
     NVHDXDisk::CDiskOptions disk;
     disk.log = options.log;
+    disk.live = options.live;
     disk.recordedPaths = chain.otherPaths;
     disk.recordedPathsAdvice = "--other-paths";
     disk.acceptChangedParent = chain.acceptChangedParent;
@@ -112,6 +113,13 @@ CDiskPointer OpenFileOnly(const CFileOptions& options, const CChainOptions& chai
     NVHDXDisk::CFailure failure;
     return Checked(NVHDXDisk::CDisk::Open({file.Source()}, wanted, failure), PathOf(file.File()),
                    failure);
+}
+
+void CheckUnchanged(const NVHDXDisk::CDisk& disk, const CFileOptions& options) {
+    NVHDXDisk::CFailure failure;
+    if (!disk.CheckUnchanged(failure)) {
+        TellChange(failure, options.live);
+    }
 }
 
 void CheckNotRead(const std::string& output, const NVHDXDisk::CDisk& disk) {

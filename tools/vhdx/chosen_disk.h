@@ -42,6 +42,10 @@ CDiskPointer OpenAlone(const CFileOptions& options, const CChainOptions& chain);
 /// The same for a command on one file, whose saved model may take the place of its table.
 CDiskPointer OpenFileOnly(const CFileOptions& options, const CChainOptions& chain);
 
+/// When all is read, before it counts: refuses it when a file of the disk changed meanwhile, or
+/// says so for a disk that was opened as live.
+void CheckUnchanged(const NVHDXDisk::CDisk& disk, const CFileOptions& options);
+
 /// Refuses an output that is one of the disk's files.
 void CheckNotRead(const std::string& output, const NVHDXDisk::CDisk& disk);
 

@@ -35,6 +35,10 @@ std::string ReasonOf(const NVHDXDisk::CFailure& failure);
 /// The failure of the library as one of the command.
 CCommandFailure FailureOf(const NVHDXDisk::CFailure& failure);
 
+/// The files of a disk changed while they were read, or nobody can tell: throws that, or prints it
+/// as one line for who asked for the disk as it lives.
+void TellChange(const NVHDXDisk::CFailure& change, bool live);
+
 }  // namespace NTool
 
 #endif

@@ -148,6 +148,7 @@ void RunDiff(const CDiffOptions& options) {
     const CRangeOptions range = options.range.On(disk->Size());
     COutput output = COutput::Standard();
     PrintChanges(disk, base, range, options.json, output);
+    CheckUnchanged(*disk, options.disk);
 }
 
 void AddSourceArguments(CCommandSyntax& command, CDiffOptions& options) {
@@ -158,6 +159,7 @@ void AddSourceArguments(CCommandSyntax& command, CDiffOptions& options) {
     AddNoReplayArgument(command, options.disk.log,
                         "Look at the files as they stand, without the entries of their logs that "
                         "are pending");
+    AddLiveArgument(command, options.disk.live);
     AddChainArguments(command, options.chain);
     command.AddText("--base", "NAME", options.base,
                     "The file name of the disk since which changes are told, without it the "
@@ -172,6 +174,7 @@ void AddLibraryArgument(CCommandSyntax& command, const std::shared_ptr<CDiffOpti
                  "base disk's file (there --offset and --length lie, too, and go together), "
                  "sector bitmaps read most significant bit first, logs left out; with --json "
                  R"({"base_offset", "file", "offset", "length"})")
+        .Excludes(command.Find("--live"))
         .Excludes(command.Find("--disk"))
         .Excludes(command.Find("--other-paths"))
         .Excludes(command.Find("--accept-changed-parent"));

@@ -177,6 +177,7 @@ void RunInfo(const CInfoOptions& options) {
     COutput output = COutput::Standard();
     options.json ? PrintJson(info, output) : PrintText(info, output);
     output.Flush();
+    disk.CheckUnchanged();
 }
 
 }  // namespace

@@ -78,6 +78,7 @@ void RunLocate(const CLocateOptions& options) {
     options.json ? PrintJson(disk, model, options.range, output)
                  : PrintText(disk, model, options.range, output);
     output.Flush();
+    disk.CheckUnchanged();
 }
 
 }  // namespace

@@ -102,11 +102,13 @@ void DrawPicture(const CMapOptions& options) {
         COutput output = COutput::Standard();
         DrawDisk(disk, leavesToParents, output);
         output.Flush();
+        CheckUnchanged(*disk, options.disk);
         return;
     }
     CheckNotRead(options.picture, *disk);
     COutputFile file(options.picture, options.disk.file);
     DrawDisk(disk, leavesToParents, file.Output());
+    CheckUnchanged(*disk, options.disk);
     file.Commit();
 }
 
@@ -121,6 +123,7 @@ void RunMap(const CMapOptions& options) {
                                          : OpenAlone(options.disk, options.chain);
         PrintExtents(disk, options.merged ? EExtentsOf::chain : EExtentsOf::oneFile,
                      {0, disk->Size()}, options.json, output);
+        CheckUnchanged(*disk, options.disk);
         return;
     }
     COpenedFile disk(ChosenDisk(options.disk, options.chain));
@@ -128,6 +131,7 @@ void RunMap(const CMapOptions& options) {
     COutput output = COutput::Standard();
     options.json ? PrintJson(map, output) : PrintText(map, output);
     output.Flush();
+    disk.CheckUnchanged();
 }
 
 }  // namespace

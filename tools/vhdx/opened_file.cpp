@@ -11,7 +11,10 @@ namespace NTool {
 using NVHDXDisk::CBlockTable;
 
 COpenedFile::COpenedFile(const CFileOptions& options)
-    : m_file(options.file), m_savedModel(options.model), m_trace(options.traceLevel) {
+    : m_file(options.file),
+      m_savedModel(options.model),
+      m_live(options.live),
+      m_trace(options.traceLevel) {
     NVHDXDisk::CFailure failure;
     m_stream = std::make_unique<NVHDXDisk::CReplayedStream>(PathOf(m_file), options.log, failure);
     if (!*m_stream || !NVHDXDisk::OpenContainer(m_accessor, *m_stream, failure)) {
@@ -41,7 +44,7 @@ CModel COpenedFile::LoadModel() {
     if (!m_accessor.LoadBlocks(model.blocks, model.params, *m_stream)) {
         m_stream->clear();
         (void)TableInFile(CBlockTable::runsNotWanted);  // which tells why
-        throw CCommandFailure("the block allocation table cannot be loaded");
+        throw Failure("the block allocation table cannot be loaded");
     }
     return model;
 }
@@ -92,7 +95,16 @@ std::vector<std::pair<std::int64_t, std::uint64_t>> COpenedFile::RealOffsets(
 }
 
 CCommandFailure COpenedFile::Failure(std::string_view otherwise) const {
-    return CCommandFailure(m_trace.FailureOr(otherwise));
+    const NVHDXDisk::CFailure refusal = m_stream->Refusal();
+    return refusal.kind == NVHDXDisk::CFailure::none ? CCommandFailure(m_trace.FailureOr(otherwise))
+                                                     : FailureOf(refusal);
+}
+
+void COpenedFile::CheckUnchanged() const {
+    NVHDXDisk::CFailure failure;
+    if (!m_stream->CheckUnchanged(failure)) {
+        TellChange(failure, m_live);
+    }
 }
 
 void CheckRange(std::uint64_t offset, std::uint64_t length, std::uint64_t virtualSize) {

@@ -25,6 +25,7 @@ struct CFileOptions {
     std::optional<std::uint32_t> traceLevel;
     std::string model;  ///< a saved model that takes the place of the BAT; empty: none
     NVHDXDisk::ELog log = NVHDXDisk::ELog::replay;
+    bool live = false;  ///< also read what somebody writes meanwhile
 };
 
 using NVHDXDisk::CGeometry;
@@ -82,6 +83,10 @@ public:
                                                                     std::uint64_t offset,
                                                                     std::uint64_t count) const;
 
+    /// At the end: refuses what was read when the file changed meanwhile, or says so for a live
+    /// one.
+    void CheckUnchanged() const;
+
 private:
     CCommandFailure Failure(std::string_view otherwise) const;
     std::string LogState(const NVHDXDisk::CCurrentHeader& header) const;
@@ -90,6 +95,7 @@ private:
 
     std::string m_file;
     std::string m_savedModel;
+    bool m_live;
     CTraceWriter m_trace;
     std::unique_ptr<NVHDXDisk::CReplayedStream> m_stream;
     NVHDX::CAccessor m_accessor;

@@ -40,9 +40,10 @@ void WriteAnswer(const CDiskPointer& disk, const CRangeOptions& range, const CRe
     if (options.json) {
         PrintExtents(disk, options.fileOnly ? EExtentsOf::oneFile : EExtentsOf::chain, range, true,
                      output);
-        return;
+    } else {
+        WriteBytes(disk, range, WantedProgress(options), "reading ", output);
     }
-    WriteBytes(disk, range, WantedProgress(options), "reading ", output);
+    CheckUnchanged(*disk, options.disk);
 }
 
 CDiskPointer OpenSource(const CReadOptions& options) {

@@ -18,6 +18,7 @@ void RunSave(const CSaveOptions& options) {
     COpenedFile disk(options.disk);
     const CDiskIdentity identity = disk.Identity();
     const CModel model = disk.LoadModel();
+    disk.CheckUnchanged();
     if (disk.Identity() != identity) {
         throw CCommandFailure("the disk changed while its model was made; save it again");
     }

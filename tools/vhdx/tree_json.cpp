@@ -35,6 +35,8 @@ const char* KindName(CTreeFinding::EKind kind) {
             return "several_children";
         case CTreeFinding::circle:
             return "circle";
+        case CTreeFinding::parentUnreadable:
+            return "parent_unreadable";
     }
     return "unknown";
 }

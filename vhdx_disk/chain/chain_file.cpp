@@ -46,33 +46,36 @@ bool ReadLocator(CContainer& container, CDiskFile& told, CFailure& failure) {
     if (!told.HasParent() || (container.Retrieve(told.locator) && told.locator.present)) {
         return true;
     }
-    return Fail(failure, CFailure::damaged, told.path,
-                "the disk has a parent, and its parent locator cannot be read");
+    return container.Fail(failure, "the disk has a parent, and its parent locator cannot be read");
+}
+
+void Tell(const CHeadedFile& headed, const CChainFile& file, CDiskFile& told) {
+    told.source = headed.source;
+    told.path = headed.source->Path();
+    told.header = headed.header;
+    told.size = headed.source->Size();
+    told.log = file.file.log;
+    told.role = file.geometry.hasParent ? CDiskFile::checkpoint : CDiskFile::base;
+    told.virtualSize = file.geometry.virtualSize;
+    told.blockSize = file.geometry.blockSize;
+    told.logicalSectorSize = file.geometry.logicalSectorSize;
 }
 
 }  // namespace
 
 bool OpenChainFile(const CHeadedFile& headed, ELog log, const CLoadedTable& table, CChainFile& file,
                    CDiskFile& told, CFailure& failure) {
-    const CSourcePointer& source = headed.source;
     CContainer container;
     if (!container.Open(headed, log, failure) ||
-        !ReadGeometry(container.Accessor(), container.Stream(), source->Path(), file.geometry,
-                      failure) ||
+        !ReadGeometry(container.Accessor(), container.Stream(), headed.source->Path(),
+                      file.geometry, failure) ||
         !LoadBlocks(container, table, file, failure)) {
         return false;
     }
     file.file = container.File();
-    told.path = source->Path();
-    told.header = headed.header;
-    told.size = source->Size();
-    told.log = container.File().log;
-    told.role = file.geometry.hasParent ? CDiskFile::checkpoint : CDiskFile::base;
-    told.virtualSize = file.geometry.virtualSize;
-    told.blockSize = file.geometry.blockSize;
-    told.logicalSectorSize = file.geometry.logicalSectorSize;
+    Tell(headed, file, told);
     ReadIdentity(container, told);
-    return ReadLocator(container, told, failure);
+    return ReadLocator(container, told, failure) && !container.WasRefused(failure);
 }
 
 }  // namespace NVHDXDisk

@@ -73,6 +73,7 @@ private:
             return false;
         }
         CompareSectors(told);
+        NoteLostHeader(found.file);
         m_parts.chain.push_back(std::move(file));
         m_parts.files.push_back(std::move(told));
         return true;
@@ -91,6 +92,17 @@ private:
             parent.tie == ETie::changed ? EFinding::parentChanged : EFinding::parentLinkageMissing,
             text);
         return true;
+    }
+
+    /// The file can be read; but what it says may be older than what was written last.
+    void NoteLostHeader(const CHeadedFile& file) {
+        if (const CHeaderCopy* const lost = LostCopy(file)) {
+            m_parts.findings.push_back(
+                MakeFinding(file.source->Path(), "offset " + std::to_string(lost->position),
+                            EFinding::bytesUnreadable,
+                            lost->refusal.reason + "; the other header is valid and counts, also "
+                                                   "where it is the older one"));
+        }
     }
 
     /// Notes where the parent of the file that was added last has other sectors.
@@ -118,8 +130,8 @@ private:
             const CSourcePointer source = m_opener.Open(m_options.parents[index], m_failure);
             return source == nullptr ? std::nullopt : Tied(source);
         }
-        auto parent = FindParent(Child().locator, Child().path, m_search);
-        if (!parent) {
+        std::optional<CParentFile> parent;
+        if (FindParent(Child().locator, Child().path, m_search, parent, m_failure) && !parent) {
             Fail(m_failure, CFailure::parentMissing, Child().path,
                  MissingParentText(Child().locator, Child().path, m_search,
                                    m_options.recordedPathsAdvice));
@@ -163,6 +175,7 @@ std::shared_ptr<const CDisk> CDisk::Open(std::vector<CSourcePointer> newestFirst
         return nullptr;
     }
     const std::shared_ptr<CDisk> disk(new CDisk);
+    disk->m_parts->live = options.live;
     CSourcePointer newest = newestFirst.front();
     newestFirst.erase(newestFirst.begin());
     CChainWalk walk(*disk->m_parts, options, std::move(newestFirst), failure);
@@ -200,6 +213,12 @@ std::shared_ptr<const CBlockTable> CDisk::Table(std::size_t file, CFailure& fail
 
 const std::vector<CFinding>& CDisk::Findings() const {
     return m_parts->findings;
+}
+
+bool CDisk::CheckUnchanged(CFailure& failure) const {
+    return std::all_of(Files().begin(), Files().end(), [&failure](const CDiskFile& file) {
+        return NVHDXDisk::CheckUnchanged(*file.source, file.header, failure);
+    });
 }
 
 std::uint64_t CDisk::ReplayedEntries() const {

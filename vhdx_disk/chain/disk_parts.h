@@ -19,6 +19,7 @@ public:
     std::vector<CChainFile> chain;
     std::vector<CDiskFile> files;
     std::vector<CFinding> findings;
+    bool live = false;  ///< nobody minds that the files change
 };
 
 }  // namespace NVHDXDisk

@@ -29,17 +29,16 @@ bool ReadMetadata(CSourcePointer source, ELog log, CTreeFile& file, CFailure& fa
     }
     if (!container.Retrieve(file.locator)) {
         file.locator = {};
-        return Fail(failure, CFailure::damaged, file.path, "the parent locator cannot be read");
+        return container.Fail(failure, "the parent locator cannot be read");
     }
     if (!container.Retrieve(size)) {
-        return Fail(failure, CFailure::damaged, file.path,
-                    "the size of the virtual disk cannot be read");
+        return container.Fail(failure, "the size of the virtual disk cannot be read");
     }
     file.virtualSize = size.size;
     if (NVHDX::NMetadata::CPage83Data page83; container.Retrieve(page83)) {
         file.identifier = page83.page83Data;
     }
-    return true;
+    return !container.WasRefused(failure);
 }
 
 CTreeFile ReadFile(const CDiskTree::CPlace& place, ELog log) {
@@ -87,7 +86,13 @@ void CDiskTree::FindParents(const CParentSearch& search) {
 void CDiskTree::FindParentOf(std::size_t file, const CParentSearch& search,
                              const CIndices& indices) {
     CTreeFile& child = m_files[file];
-    const auto found = FindParent(child.locator, child.path, search);
+    std::optional<CParentFile> found;
+    CFailure failure;
+    if (!FindParent(child.locator, child.path, search, found, failure)) {
+        AddFinding(CTreeFinding::parentUnreadable, {file},
+                   QuotedText(child.name) + ": " + failure.text);
+        return;
+    }
     if (!found) {
         AddFinding(CTreeFinding::parentMissing, {file},
                    QuotedText(child.name) + ": " +

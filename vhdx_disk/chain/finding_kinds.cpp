@@ -23,6 +23,8 @@ constexpr CRow Rows[] = {
     {EFinding::folderUnreadable,
      {"folder-unreadable", error,
       "The folder cannot be read, and nobody knows which disks it holds."}},
+    {EFinding::bytesUnreadable,
+     {"bytes-unreadable", error, "The system refuses to read bytes of the file."}},
     {EFinding::identifierSignature,
      {"identifier-signature", error, "The file does not begin as every disk file does."}},
     {EFinding::headerSignature,

@@ -12,6 +12,7 @@ namespace NVHDXDisk {
 enum class EFinding {
     notADisk,
     folderUnreadable,
+    bytesUnreadable,
     identifierSignature,
     headerSignature,
     headerChecksum,

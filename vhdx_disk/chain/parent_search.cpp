@@ -1,6 +1,7 @@
 #include "vhdx_disk/chain/parent_search.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "vhdx_disk/chain/locator_path.h"
@@ -43,6 +44,48 @@ ETie TieOf(const std::vector<_GUID>& linkages, const CHeadedFile& parent) {
     return isLinked ? ETie::linked : ETie::changed;
 }
 
+/// Whether nothing that could be opened lies there, in the system's words, as against something
+/// that it does not open.
+bool IsNothing(const CFailure& failure) {
+    switch (failure.error) {
+        case 0:
+        case ENOENT:
+        case ENOTDIR:
+        case EISDIR:
+        case ELOOP:
+        case ENAMETOOLONG:
+        case EINVAL:
+        case EILSEQ:
+        case ENODEV:
+        case ENXIO:
+            return failure.kind == CFailure::notFound || failure.kind == CFailure::cannotBeOpened ||
+                   failure.kind == CFailure::none;
+        default:
+            return false;
+    }
+}
+
+/// None when nothing is there, or, with the first reason in `refusal`, when nobody knows what is.
+std::optional<CParentFile> OpenCandidate(const fs::path& path, const ISourceOpener& opener,
+                                         CFailure& refusal) {
+    CFailure cause;
+    const CSourcePointer source = opener.Open(path, cause);
+    if (source != nullptr) {
+        CParentFile candidate{WithHeader(source), ETie::linked};
+        cause = WhyHeaderRefused(candidate.file.copies);
+        if (cause.kind == CFailure::none) {
+            return candidate;
+        }
+    } else if (IsNothing(cause)) {
+        return std::nullopt;
+    }
+    if (refusal.kind == CFailure::none) {
+        refusal = MakeFailure(cause.kind, cause.file.empty() ? path : cause.file,
+                              "this may be the parent: " + cause.reason, cause.error);
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 fs::path FolderOf(const fs::path& path) {
@@ -69,30 +112,35 @@ std::vector<fs::path> ParentCandidates(const CParent& locator, const fs::path& c
     return candidates;
 }
 
-std::optional<CParentFile> FindParent(const CParent& locator, const fs::path& child,
-                                      const CParentSearch& search) {
+bool FindParent(const CParent& locator, const fs::path& child, const CParentSearch& search,
+                std::optional<CParentFile>& parent, CFailure& failure) {
     const std::vector<_GUID> linkages = LinkagesOf(locator);
-    std::optional<CParentFile> first;
+    CFailure refusal;
+    parent.reset();
     for (const fs::path& path : ParentCandidates(locator, child, search)) {
         const bool named = search.IsNamed(path);
         if (!named && (linkages.empty() || !search.opener->MayBeDisk(path))) {
             continue;
         }
-        CFailure ignored;
-        const CSourcePointer source = search.opener->Open(path, ignored);
-        if (source == nullptr) {
+        std::optional<CParentFile> candidate = OpenCandidate(path, *search.opener, refusal);
+        if (!candidate) {
             continue;
         }
-        CParentFile parent{WithHeader(source), ETie::linked};
-        parent.tie = TieOf(linkages, parent.file);
-        if (parent.tie == ETie::linked) {
-            return parent;
+        candidate->tie = TieOf(linkages, candidate->file);
+        if (candidate->tie == ETie::linked) {
+            parent = std::move(candidate);
+            return true;
         }
-        if (named && !first) {
-            first = std::move(parent);
+        if (named && !parent) {
+            parent = std::move(candidate);
         }
     }
-    return first;
+    if (refusal.kind == CFailure::none) {
+        return true;
+    }
+    parent.reset();
+    failure = std::move(refusal);
+    return false;
 }
 
 }  // namespace NVHDXDisk

@@ -59,10 +59,12 @@ struct CParentFile {
 /// Looks for the parent in the places of `ParentCandidates`: the first file whose DataWriteGuid the
 /// child keeps, or else the first one that is there at all in a folder that the user named. None
 /// when there is none. Opens nothing that could keep it waiting.
-[[nodiscard]] std::optional<CParentFile> FindParent(const NVHDX::NMetadata::CParent& locator,
-                                                    const std::filesystem::path& child,
-                                                    const CParentSearch& search);
-
+///
+/// False, with the reason in `failure`, when the linked one was not found and the system refused to
+/// open or to read one of the places: that one may be it.
+[[nodiscard]] bool FindParent(const NVHDX::NMetadata::CParent& locator,
+                              const std::filesystem::path& child, const CParentSearch& search,
+                              std::optional<CParentFile>& parent, CFailure& failure);
 /// What people are told where `FindParent` found none. Names the paths that the locator records, as
 /// it spells them, and is the same whatever lies there. `recordedPathsAdvice` is how the user asks
 /// for the absolute ones, where they were not looked at; empty where he cannot.

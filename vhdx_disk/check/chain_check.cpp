@@ -7,6 +7,7 @@
 
 #include "vhdx_disk/chain/parent_linkage.h"
 #include "vhdx_disk/chain/parent_search.h"
+#include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/source/quoted.h"
 #include "vhdx_disk/table/container.h"
 
@@ -24,9 +25,11 @@ constexpr auto MissingMeans = ": what this disk does not hold cannot be read";
 template <class TRetrieve>
 std::optional<CParent> CheckLocatorOf(TRetrieve retrieve, const CFindingSink& findings) {
     CParent locator;
-    if (!retrieve(locator)) {
+    CFailure cause;
+    if (!retrieve(locator, cause)) {
         findings.Add(EFinding::locatorUnreadable, Where,
-                     "the parent locator cannot be read: the parent cannot be found");
+                     "the parent locator cannot be read: the parent cannot be found" +
+                         (IsRefused(cause) ? " (" + cause.reason + ")" : ""));
         return std::nullopt;
     }
     if (!locator.present) {
@@ -50,8 +53,10 @@ std::optional<CParent> ReadParent(const CHeadedFile& parent, ELog log,
             "the parent " + Quoted(parent.source->Path()) + " cannot be read: " + failure.reason);
         return std::nullopt;
     }
-    return CheckLocatorOf([&](CParent& locator) { return container.Retrieve(locator); },
-                          CFindingSink(parent.source->Path(), report));
+    const auto retrieve = [&](CParent& locator, CFailure& cause) {
+        return container.Retrieve(locator) || container.Fail(cause, {});
+    };
+    return CheckLocatorOf(retrieve, CFindingSink(parent.source->Path(), report));
 }
 
 /// The kind of a finding, and what it means where the tree's text does not say so.
@@ -74,6 +79,8 @@ std::optional<CTreeTrouble> TroubleOf(CTreeFinding::EKind kind) {
                      "others"}};
         case CTreeFinding::circle:
             return {{EFinding::parentCycle, ": none of them can be read"}};
+        case CTreeFinding::parentUnreadable:
+            return {{EFinding::parentUnreadable, MissingMeans}};
         case CTreeFinding::unreadable:
         case CTreeFinding::linkageMissing:
             break;
@@ -90,8 +97,12 @@ std::optional<CParent> CheckLocator(const CSourcePointer& source, const CFinding
     if (!Enter(accessor, stream, *source)) {
         return std::nullopt;  // what is wrong with the container is found elsewhere
     }
-    return CheckLocatorOf([&](CParent& locator) { return accessor.Retrieve(locator, stream); },
-                          findings);
+    const auto retrieve = [&](CParent& locator, CFailure& cause) {
+        const bool isRead = accessor.Retrieve(locator, stream);
+        cause = buffer.Refusal();
+        return isRead;
+    };
+    return CheckLocatorOf(retrieve, findings);
 }
 
 void CheckParents(CParent locator, fs::path child, ELog log, const CFindingCallback& report) {
@@ -99,7 +110,12 @@ void CheckParents(CParent locator, fs::path child, ELog log, const CFindingCallb
     std::set<fs::path> seen = {Canonical(child)};
     for (std::optional<CParent> next = std::move(locator); next;) {
         const CFindingSink findings(child, report);
-        const auto parent = FindParent(*next, child, search);
+        std::optional<CParentFile> parent;
+        CFailure failure;
+        if (!FindParent(*next, child, search, parent, failure)) {
+            findings.Add(EFinding::parentUnreadable, Where, failure.text + MissingMeans);
+            return;
+        }
         if (!parent) {
             findings.Add(EFinding::parentMissing, Where,
                          MissingParentText(*next, child, search, {}) + MissingMeans);

@@ -6,11 +6,7 @@
 #include <vhdx_disk/check.h>
 
 #include "vhdx_disk/check/chain_check.h"
-#include "vhdx_disk/check/header_check.h"
-#include "vhdx_disk/check/metadata_check.h"
-#include "vhdx_disk/check/region_check.h"
-#include "vhdx_disk/check/table_check.h"
-#include "vhdx_disk/log/log_replay.h"
+#include "vhdx_disk/check/source_check.h"
 #include "vhdx_disk/source/disk_folders.h"
 #include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/source/quoted.h"
@@ -22,38 +18,11 @@ namespace {
 namespace fs = std::filesystem;
 using CLocator = std::optional<NVHDX::NMetadata::CParent>;
 
-void CheckStructures(const CSourcePointer& bytes, const CFindingSink& findings) {
-    CCheckedRegions regions = CheckRegions(*bytes, findings);
-    if (!regions.metadata) {
-        return;
-    }
-    const auto geometry = CheckMetadata(*bytes, *regions.metadata, findings);
-    if (geometry && regions.bat) {
-        CheckTable(bytes, {*regions.bat, std::move(regions.places)}, *geometry, findings);
-    }
-}
-
 /// The file alone; its parent locator goes to `locator`.
 bool CheckFile(const fs::path& path, ELog log, const CFindingCallback& report, CLocator& locator,
                CFailure& failure) {
     const CSourcePointer file = OpenFile(path, failure);
-    if (file == nullptr) {
-        return false;
-    }
-    // The log is looked at in any case. As it stands also where the log cannot be replayed.
-    CReplayedFile replayed;
-    CFailure unreplayed;
-    (void)Replay(WithHeader(file), ELog::replay, replayed, unreplayed);
-    const CSourcePointer bytes = log == ELog::replay ? replayed.bytes : file;
-    if (!LooksLikeContainer(*bytes)) {
-        return Fail(failure, CFailure::notADisk, path, "the file is no VHDX container");
-    }
-    const CFindingSink findings(path, report);
-    CheckHeaders(*bytes, findings);
-    CheckLog(replayed.log, unreplayed, findings);
-    CheckStructures(bytes, findings);
-    locator = CheckLocator(bytes, findings);
-    return true;
+    return file != nullptr && CheckSource(file, log, report, locator, failure);
 }
 
 /// Checks the files of a folder one by one. What cannot be read is told with the first disk that

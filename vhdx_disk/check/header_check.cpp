@@ -4,8 +4,7 @@
 #include <array>
 #include <cstring>
 
-#include "vhdx_disk/log/header_copies.h"
-#include "vhdx_disk/source/record.h"
+#include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/table/container.h"
 
 namespace NVHDXDisk {
@@ -23,6 +22,9 @@ void CheckReservedArea(const CHeaderCopy& copy, const CFindingSink& findings) {
 }
 
 void CheckHeader(const CHeaderCopy& copy, const CFindingSink& findings) {
+    if (IsRefused(copy.refusal)) {
+        return;
+    }
     if (!copy.isSigned) {
         findings.Add(EFinding::headerSignature, AtOffset(copy.position),
                      "this copy of the header does not begin with \"head\" and is of no use");
@@ -56,14 +58,23 @@ void CheckVersions(const CCurrentHeader& header, const CFindingSink& findings) {
 
 }  // namespace
 
-bool LooksLikeContainer(const IByteSource& source) {
-    const auto copies = ReadHeaderCopies(source);
-    return HasIdentifier(source) || std::any_of(copies.begin(), copies.end(),
-                                                [](const auto& copy) { return copy.isSigned; });
+bool LooksLikeContainer(const CHeadedFile& file, CFailure& failure) {
+    CFailure cause;
+    if (HasIdentifier(*file.source, cause) ||
+        std::any_of(file.copies.begin(), file.copies.end(),
+                    [](const CHeaderCopy& copy) { return copy.isSigned; })) {
+        return true;
+    }
+    for (const CHeaderCopy& copy : file.copies) {
+        cause = IsRefused(cause) ? cause : copy.refusal;
+    }
+    return FailBecause(cause, failure, CFailure::notADisk, file.source->Path(),
+                       "the file is no VHDX container");
 }
 
 void CheckHeaders(const IByteSource& source, const CFindingSink& findings) {
-    if (!HasIdentifier(source)) {
+    CFailure cause;
+    if (!HasIdentifier(source, cause) && !IsRefused(cause)) {
         findings.Add(EFinding::identifierSignature, AtOffset(0),
                      "the file does not begin with \"vhdxfile\": programs refuse it");
     }
@@ -72,6 +83,9 @@ void CheckHeaders(const IByteSource& source, const CFindingSink& findings) {
         CheckHeader(copy, findings);
     }
     const auto current = CurrentHeader(copies);
+    if (!current && WhyHeaderRefused(copies).kind != CFailure::none) {
+        return;
+    }
     if (!current) {
         findings.Add(EFinding::noValidHeader, "both headers",
                      "neither copy of the header is valid: nobody knows whether a log must be "
@@ -93,7 +107,7 @@ void CheckLog(const CLogState& log, const CFailure& failure, const CFindingSink&
             Sentence("needs replay: ", log.entries, log.entries == 1 ? " entry is" : " entries are",
                      " not in place yet; the disk is in use or was not closed, and read "
                      "as it stands it gives old data"));
-    } else if (log.status == CLogState::unreadable) {
+    } else if (failure.kind == CFailure::logNotReplayed) {
         findings.Add(EFinding::logUnreadable, "log",
                      Sentence(failure.reason, "; what changed last is lost or half written"));
     }

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/source/record.h"
 #include "vhdx_parser/container/format.h"
 
@@ -26,9 +27,12 @@ void CheckEntries(const IByteSource& source, const CFilePlace& item, std::uint16
     constexpr std::size_t headerSize = sizeof(VHDX_PARENT_LOCATOR_HEADER);
     constexpr std::size_t entrySize = sizeof(VHDX_PARENT_LOCATOR_ENTRY);
     std::vector<unsigned char> entries(count * entrySize);
-    CFailure unreadable;
+    CFailure cause;
     if (item.length < headerSize + entries.size() ||
-        !source.ReadAt(item.begin + headerSize, entries.data(), entries.size(), unreadable)) {
+        !ReadBytes(source, item.begin + headerSize, entries.data(), entries.size(), cause)) {
+        if (IsRefused(cause)) {
+            return;
+        }
         findings.Add(
             EFinding::locatorCount,
             AtOffset(item.begin + offsetof(VHDX_PARENT_LOCATOR_HEADER, KeyValueCount)),

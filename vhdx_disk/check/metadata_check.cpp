@@ -7,6 +7,7 @@
 
 #include "vhdx_disk/check/locator_check.h"
 #include "vhdx_disk/check/metadata_entry.h"
+#include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/source/record.h"
 #include "vhdx_parser/blocks/geometry.h"
 
@@ -42,9 +43,12 @@ public:
 private:
     bool ReadTable() {
         VHDX_METADATA_TABLE_HEADER header;
-        CFailure unreadable;
-        if (!ReadRecord(m_source, m_region.begin, header, unreadable) ||
-            header.Signature.Value() != VHDX_METADATA_TABLE_HEADER::ExpectedSignature) {
+        CFailure cause;
+        const bool isRead = ReadRecord(m_source, m_region.begin, header, cause);
+        if (IsRefused(cause)) {
+            return false;
+        }
+        if (!isRead || header.Signature.Value() != VHDX_METADATA_TABLE_HEADER::ExpectedSignature) {
             m_findings.Add(EFinding::metadataSignature, AtOffset(m_region.begin),
                            "the metadata table does not begin with \"metadata\": the disk cannot "
                            "be read");
@@ -58,9 +62,12 @@ private:
         constexpr std::size_t size = sizeof(VHDX_METADATA_TABLE_ENTRY);
         std::vector<unsigned char> entries(count * size);
         const std::uint64_t begin = m_region.begin + sizeof(VHDX_METADATA_TABLE_HEADER);
-        CFailure unreadable;
+        CFailure cause;
         if (count > VHDX_METADATA_TABLE_HEADER::MostEntries ||
-            !m_source.ReadAt(begin, entries.data(), entries.size(), unreadable)) {
+            !ReadBytes(m_source, begin, entries.data(), entries.size(), cause)) {
+            if (IsRefused(cause)) {
+                return false;
+            }
             m_findings.Add(EFinding::metadataCount, AtOffset(m_region.begin),
                            Sentence("the metadata table claims ", count,
                                     " entries, and has no room for them"));
@@ -141,9 +148,10 @@ private:
     std::optional<TRecord> Record(EItem item) {
         const auto found = m_items.find(item);
         TRecord record;
-        CFailure unreadable;
+        CFailure cause;
         if (found == m_items.end() || found->second.length < sizeof record ||
-            !ReadRecord(m_source, m_region.begin + found->second.begin, record, unreadable)) {
+            !ReadRecord(m_source, m_region.begin + found->second.begin, record, cause)) {
+            m_isRefused = m_isRefused || IsRefused(cause);
             return std::nullopt;
         }
         return record;
@@ -234,10 +242,11 @@ private:
     }
 
     void CheckLocator(bool hasParent) {
+        const bool isKnown = hasParent || !m_isRefused;
         if (hasParent && !m_items.contains(CMetadata::typeParentLocator)) {
             m_findings.Add(EFinding::locatorMissing, AtOffset(m_region.begin),
                            "the disk has a parent, and no parent locator that names it");
-        } else if (!hasParent && m_items.contains(CMetadata::typeParentLocator)) {
+        } else if (isKnown && !hasParent && m_items.contains(CMetadata::typeParentLocator)) {
             AddValue(EFinding::locatorUnexpected, CMetadata::typeParentLocator,
                      "there is a parent locator, and the file parameters say that the disk has no "
                      "parent");
@@ -253,6 +262,7 @@ private:
     const CFilePlace& m_region;
     const CFindingSink& m_findings;
     std::map<EItem, CFilePlace> m_items;
+    bool m_isRefused = false;  ///< values may be other than what was read of them
     std::vector<CFilePlace> m_places;
 };
 

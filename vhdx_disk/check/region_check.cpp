@@ -5,9 +5,9 @@
 #include <set>
 #include <string>
 
-#include <vhdx_disk/replayed_stream.h>
-
 #include "vhdx_disk/log/checksum.h"
+#include "vhdx_disk/log/header_copies.h"
+#include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/source/record.h"
 #include "vhdx_parser/blocks/units.h"
 #include "vhdx_parser/container/format.h"
@@ -30,6 +30,7 @@ struct CTableCopy {
     CTable bytes;  ///< empty when it is no region table
     std::uint64_t position = 0;
     bool valid = false;
+    CFailure cause = {};  ///< why its bytes could not be read, if they could not
 };
 
 VHDX_REGION_TABLE_HEADER HeaderOf(const CTable& table) {
@@ -41,9 +42,8 @@ std::uint32_t CountOf(const CTable& table) {
 }
 
 CTableCopy ReadTable(const IByteSource& source, std::uint64_t position) {
-    CTableCopy copy{CTable(VHDX_REGION_TABLE_HEADER::TableSize), position, false};
-    CFailure unreadable;
-    if (!source.ReadAt(position, copy.bytes.data(), copy.bytes.size(), unreadable) ||
+    CTableCopy copy{CTable(VHDX_REGION_TABLE_HEADER::TableSize), position};
+    if (!ReadBytes(source, position, copy.bytes.data(), copy.bytes.size(), copy.cause) ||
         HeaderOf(copy.bytes).Signature.Value() != VHDX_REGION_TABLE_HEADER::ExpectedSignature) {
         copy.bytes.clear();
     }
@@ -53,6 +53,9 @@ CTableCopy ReadTable(const IByteSource& source, std::uint64_t position) {
 CTableCopy CheckTable(const IByteSource& source, std::uint64_t position,
                       const CFindingSink& findings) {
     CTableCopy copy = ReadTable(source, position);
+    if (IsRefused(copy.cause)) {
+        return copy;
+    }
     if (copy.bytes.empty()) {
         findings.Add(EFinding::regionTableSignature, AtOffset(position),
                      "this copy of the region table does not begin with \"regi\" and is of no use");
@@ -82,7 +85,8 @@ CTableCopy CheckTables(const IByteSource& source, const CFindingSink& findings) 
         findings.Add(EFinding::regionTablesDiffer, AtOffset(second.position),
                      "the two copies of the region table are valid and say different things");
     }
-    if (first.valid || (!second.valid && !first.bytes.empty())) {
+    const bool isSecondNone = second.bytes.empty() && !IsRefused(second.cause);
+    if (first.valid || (!second.valid && (!first.bytes.empty() || isSecondNone))) {
         return first;
     }
     return second;
@@ -140,7 +144,7 @@ public:
         : m_fileSize(fileSize), m_findings(findings) {}
 
     void AddLog(const IByteSource& source) {
-        const auto header = ReadCurrentHeader(source);
+        const auto header = CurrentHeader(ReadHeaderCopies(source));
         // A file that has no log need not keep room for one.
         if (header && (header->logLength != 0 || !IsNull(header->logGuid))) {
             Add({"the log", header->logOffset, header->logLength});
@@ -156,6 +160,10 @@ public:
                      table.position + at);
         }
     }
+
+    /// There is no table to go by, and there may be one where nobody can read it: what it holds is
+    /// then not missed.
+    void SetTableRefused() { m_isTableRefused = true; }
 
     CCheckedRegions Finish() {
         CheckOverlaps(m_places, m_findings);
@@ -209,6 +217,9 @@ private:
             std::find_if(m_places.begin(), m_places.end(),
                          [&](const CFilePlace& one) { return one.name == known->name; });
         if (place == m_places.end()) {
+            if (m_isTableRefused) {
+                return std::nullopt;
+            }
             m_findings.Add(EFinding::regionMissing, "region table",
                            Sentence(known->name, " is missing: the disk cannot be read"));
             return std::nullopt;
@@ -218,6 +229,7 @@ private:
 
     const std::uint64_t m_fileSize;
     const CFindingSink& m_findings;
+    bool m_isTableRefused = false;
     std::set<std::string> m_names;
     std::vector<CFilePlace> m_places;
 };
@@ -230,6 +242,8 @@ CCheckedRegions CheckRegions(const IByteSource& source, const CFindingSink& find
     const CTableCopy table = CheckTables(source, findings);
     if (!table.bytes.empty()) {
         reader.AddEntries(table);
+    } else if (IsRefused(table.cause)) {
+        reader.SetTableRefused();
     }
     return reader.Finish();
 }

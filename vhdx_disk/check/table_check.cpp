@@ -4,6 +4,7 @@
 
 #include "vhdx_disk/check/table_overlaps.h"
 #include "vhdx_disk/check/table_problems.h"
+#include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/table/table_entries.h"
 #include "vhdx_parser/blocks/geometry.h"
 
@@ -30,27 +31,28 @@ public:
     void Check(const CSourcePointer& source) {
         const CEntriesInFile entries(source, m_place.region.begin, EntriesInRegion(),
                                      m_geometry.ratio);
-        const bool complete =
-            ForEach(entries, [this](const CCheckedEntry& entry) { CheckEntry(entry); });
+        CFailure cause;
+        const bool complete = ForEach(
+            entries, [this](const CCheckedEntry& entry) { CheckEntry(entry); }, cause);
         m_problems.Finish();
-        if (!complete) {
+        if (!complete && !IsRefused(cause)) {
             m_findings.Add(EFinding::batUnreadable, AtOffset(m_place.region.begin),
                            "the block allocation table cannot be read to its end");
         }
         if (m_overlaps.HasUnknownOwners()) {
-            (void)ForEach(entries, [this](const CCheckedEntry& entry) {
+            const auto name = [this](const CCheckedEntry& entry) {
                 if (IsClaim(entry)) {
                     m_overlaps.NameOwner(entry, m_geometry);
                 }
-            });
+            };
+            (void)ForEach(entries, name, cause);
         }
         m_overlaps.Report(m_findings);
     }
 
 private:
     template <class TReport>
-    static bool ForEach(const ITableEntries& entries, TReport report) {
-        CFailure unreadable;
+    static bool ForEach(const ITableEntries& entries, TReport report, CFailure& cause) {
         return entries.ForEach(
             [&report](const CTablePiece& piece) {
                 CCheckedEntry entry{piece.isBitmap, piece.index, piece.position,
@@ -63,7 +65,7 @@ private:
                 }
                 return true;
             },
-            unreadable);
+            cause);
     }
 
     /// The entries that the disk needs, or as many of them as the region has room for.

@@ -4,6 +4,7 @@
 #include <vhdx_disk/copy.h>
 #include <vhdx_disk/reader.h>
 
+#include "vhdx_disk/chain/disk_parts.h"
 #include "vhdx_disk/read/extent_reader.h"
 #include "vhdx_disk/read/range_resolver.h"
 #include "vhdx_disk/source/fail.h"
@@ -20,7 +21,9 @@ constexpr std::uint64_t PieceSize = 1048576;
 /// What the system copies at once: small enough that progress is seen, and that who wants to stop
 /// does not have to wait.
 constexpr std::uint64_t LargestCopy = 16 * PieceSize;
-
+/// Between pieces of this size the files are looked at again: often enough that nobody waits long
+/// in vain, and seldom enough that a chain of many files does not feel it.
+constexpr std::uint64_t LongPiece = 256 * PieceSize;
 class CCopy {
 public:
     CCopy(const CDisk& disk, ITarget& target, const CProgressCallback& progress, CFailure& failure)
@@ -38,7 +41,7 @@ public:
             return complete;
         };
         return m_resolver.Extents(offset, length, take, m_failure) && complete &&
-               WriteCollected() && (m_target.Flush(m_failure) || FailTarget());
+               WriteCollected() && CheckUnchanged() && (m_target.Flush(m_failure) || FailTarget());
     }
 
 private:
@@ -130,8 +133,17 @@ private:
 
     bool Advance(std::uint64_t length) {
         m_done += length;
+        if (m_done - m_checked >= LongPiece && !CheckUnchanged()) {
+            return false;
+        }
         return !m_progress || m_progress(m_done) ||
                Fail(m_failure, CFailure::stopped, {}, "the copy was stopped");
+    }
+
+    /// Who reads a file that changes reads two states of it, and finds that out as soon as may be.
+    bool CheckUnchanged() {
+        m_checked = m_done;
+        return CDiskParts::Of(m_disk).live || m_disk.CheckUnchanged(m_failure);
     }
 
     /// Gives the failure of a target that said nothing a kind and a text.
@@ -155,6 +167,7 @@ private:
     std::vector<CExtent> m_extents;  ///< follow one another, and are to be read and written
     std::uint64_t m_collected = 0;   ///< their bytes
     std::uint64_t m_done = 0;
+    std::uint64_t m_checked = 0;  ///< how much was done when the files were looked at last
     std::vector<unsigned char> m_buffer;
 };
 

@@ -38,7 +38,8 @@ std::string Read(const std::filesystem::path& path, CBuilderView& view) {
     const CSourcePointer source = OpenFile(path, failure);
     CContainer container;
     CParent locator;
-    if (source == nullptr || !container.Open({source, std::nullopt}, ELog::asItStands, failure)) {
+    if (source == nullptr ||
+        !container.Open({source, {}, std::nullopt}, ELog::asItStands, failure)) {
         return failure.reason;
     }
     if (!container.Retrieve(locator)) {

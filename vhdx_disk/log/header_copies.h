@@ -14,8 +14,12 @@
 
 namespace NVHDXDisk {
 
+/// What is said of a file of which nobody knows whether it has a log.
+inline constexpr const char* NoValidHeader = "neither header of the file is valid";
+
 struct CHeaderCopy {
     std::uint64_t position = 0;
+    CFailure refusal;       ///< why the system does not give its bytes; of kind `none` if it does
     bool isSigned = false;  ///< it could be read and begins with "head"
     bool isValid = false;   ///< and its checksum is right
     NVHDX::NFormat::VHDX_HEADER record = {};
@@ -30,10 +34,25 @@ struct CHeaderCopy {
 /// A file and what its current header says, which is read once for all that need it.
 struct CHeadedFile {
     CSourcePointer source;
+    std::array<CHeaderCopy, 2> copies;
     std::optional<CCurrentHeader> header;  ///< none when no copy is valid
 };
 
 [[nodiscard]] CHeadedFile WithHeader(CSourcePointer source);
+
+/// The copy whose bytes the system does not give, where it is one that the file can be read
+/// without: the other one is valid, and the sector is bad rather than the file gone. Null when
+/// there is none.
+[[nodiscard]] const CHeaderCopy* LostCopy(const CHeadedFile& file);
+
+/// Whether the source is as it was when its current header was `header`, by what the system says
+/// and by the header. False, with the reason in `failure`, when it is not or nobody can tell.
+[[nodiscard]] bool CheckUnchanged(const IByteSource& source,
+                                  const std::optional<CCurrentHeader>& header, CFailure& failure);
+
+/// Why the header that counts is not known because the system refused bytes of it; of kind `none`
+/// when that is not so.
+[[nodiscard]] CFailure WhyHeaderRefused(const std::array<CHeaderCopy, 2>& copies);
 
 }  // namespace NVHDXDisk
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "vhdx_disk/log/checksum.h"
+#include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/source/record.h"
 #include "vhdx_parser/blocks/geometry.h"
 
@@ -31,8 +32,8 @@ bool IsWritable(std::uint64_t position, std::uint64_t length) {
 class CEntryWalk {
 public:
     CEntryWalk(const IByteSource& source, const CLogArea& area, std::uint32_t position,
-               CLogOverlay* target)
-        : m_source(source), m_area(area), m_target(target) {
+               CFailure& refusal, CLogOverlay* target)
+        : m_source(source), m_area(area), m_refusal(refusal), m_target(target) {
         m_entry.position = position;
     }
 
@@ -51,9 +52,15 @@ private:
     bool ReadSector() {
         const std::uint64_t inLog =
             (m_entry.position + m_sectorsRead * LogSectorSize) % m_area.length;
-        CFailure unreadable;
         ++m_sectorsRead;
-        return m_source.ReadAt(m_area.offset + inLog, m_sector.data(), m_sector.size(), unreadable);
+        CFailure cause;
+        if (ReadBytes(m_source, m_area.offset + inLog, m_sector.data(), m_sector.size(), cause)) {
+            return true;
+        }
+        if (IsRefused(cause)) {
+            m_refusal = cause;
+        }
+        return false;
     }
 
     bool ReadHeader() {
@@ -167,6 +174,7 @@ private:
 
     const IByteSource& m_source;
     const CLogArea& m_area;
+    CFailure& m_refusal;
     CLogOverlay* const m_target;
     CLogEntry m_entry;
     std::uint32_t m_checksum = 0;
@@ -180,8 +188,9 @@ private:
 }  // namespace
 
 std::optional<CLogEntry> ReadLogEntry(const IByteSource& source, const CLogArea& area,
-                                      std::uint32_t position, CLogOverlay* target) {
-    CEntryWalk walk(source, area, position, target);
+                                      std::uint32_t position, CFailure& refusal,
+                                      CLogOverlay* target) {
+    CEntryWalk walk(source, area, position, refusal, target);
     if (!walk.Run()) {
         return std::nullopt;
     }

@@ -34,13 +34,14 @@ inline constexpr std::uint64_t LargestPosition = ~std::uint64_t{0} >> 1;
 
 /// Reads the log entry that starts at `position` and goes on at the start of the log where it
 /// reaches the end. None when there is no valid entry: signatures, identifier, sequence numbers,
-/// lengths, positions and the checksum over the whole entry must all be right.
+/// lengths, positions and the checksum over the whole entry must all be right. None also, with the
+/// reason in `refusal`, when the source refuses bytes: then nobody knows what is there.
 ///
 /// With `target` the entry's writes go there; what a refused entry has written is unspecified.
 /// Reads sector by sector and stops at the first one that does not belong to the entry, so that
 /// trying every sector of a hostile log takes time in proportion to its length.
 [[nodiscard]] std::optional<CLogEntry> ReadLogEntry(const IByteSource& source, const CLogArea& area,
-                                                    std::uint32_t position,
+                                                    std::uint32_t position, CFailure& refusal,
                                                     CLogOverlay* target = nullptr);
 
 }  // namespace NVHDXDisk

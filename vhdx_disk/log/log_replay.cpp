@@ -48,12 +48,13 @@ std::string WhyNotTaken(const CLogEntry& entry, std::uint64_t fileSize) {
 
 /// Why the entries cannot be replayed; empty when they stand in the overlay.
 std::string ReplayEntries(const IByteSource& file, const CLogArea& area,
-                          const std::vector<CLogEntry>& entries, CLogOverlay& overlay) {
+                          const std::vector<CLogEntry>& entries, CLogOverlay& overlay,
+                          CFailure& refusal) {
     for (const CLogEntry& entry : entries) {
         if (std::string reason = WhyNotTaken(entry, file.Size()); !reason.empty()) {
             return reason;
         }
-        if (!ReadLogEntry(file, area, entry.position, &overlay)) {
+        if (!ReadLogEntry(file, area, entry.position, refusal, &overlay)) {
             return "the log changed while it was read";
         }
         overlay.ExtendFile(entry.lastFileOffset);
@@ -62,17 +63,29 @@ std::string ReplayEntries(const IByteSource& file, const CLogArea& area,
 }
 
 std::string Replay(const IByteSource& file, const CCurrentHeader& header, CLogOverlay& overlay,
-                   std::uint64_t& count) {
+                   std::uint64_t& count, CFailure& refusal) {
     if (std::string reason = WhyNoLogArea(header, file.Size()); !reason.empty()) {
         return reason;
     }
     const CLogArea area{header.logOffset, header.logLength, header.logGuid};
-    const std::vector<CLogEntry> entries = FindActiveSequence(file, area);
+    const std::vector<CLogEntry> entries = FindActiveSequence(file, area, refusal);
     if (entries.empty()) {
         return "it holds no valid sequence of entries";
     }
     count = entries.size();
-    return ReplayEntries(file, area, entries, overlay);
+    return ReplayEntries(file, area, entries, overlay, refusal);
+}
+
+/// The file as it can be read all the same where a bad sector holds one copy of the header: there
+/// are zeros, which no reader takes for a header.
+CSourcePointer WithoutLostCopy(const CHeadedFile& file) {
+    const CHeaderCopy* const lost = LostCopy(file);
+    if (lost == nullptr) {
+        return file.source;
+    }
+    auto zeros = std::make_shared<CLogOverlay>();
+    zeros->WriteZeros(lost->position, sizeof lost->record);
+    return WithOverlay(file.source, std::move(zeros));
 }
 
 }  // namespace
@@ -81,17 +94,26 @@ std::shared_ptr<const CLogOverlay> ReplayLog(const CHeadedFile& file, CLogState&
                                              CFailure& failure) {
     state = {};
     const auto& header = file.header;
+    if (CFailure refused = WhyHeaderRefused(file.copies); refused.kind != CFailure::none) {
+        state.status = CLogState::unreadable;
+        failure = std::move(refused);
+        return nullptr;
+    }
     if (!header || IsNull(header->logGuid)) {
         state.status = header ? CLogState::none : CLogState::noHeader;
         return nullptr;
     }
     auto overlay = std::make_shared<CLogOverlay>();
     std::uint64_t entries = 0;
-    const std::string reason = Replay(*file.source, *header, *overlay, entries);
+    CFailure refusal;
+    const std::string reason = Replay(*file.source, *header, *overlay, entries, refusal);
     if (!reason.empty()) {
         state.status = CLogState::unreadable;
-        Fail(failure, CFailure::logNotReplayed, file.source->Path(),
-             "the log cannot be replayed: " + reason);
+        constexpr auto what = "the log cannot be replayed";
+        failure = refusal.kind != CFailure::none
+                      ? Because(refusal, what)
+                      : MakeFailure(CFailure::logNotReplayed, file.source->Path(),
+                                    std::string(what) + ": " + reason);
         return nullptr;
     }
     state = {CLogState::replayed, entries};
@@ -99,13 +121,13 @@ std::shared_ptr<const CLogOverlay> ReplayLog(const CHeadedFile& file, CLogState&
 }
 
 bool Replay(const CHeadedFile& file, ELog log, CReplayedFile& replayed, CFailure& failure) {
-    replayed = {file.source, nullptr, file.source, {}};
+    replayed = {file.source, nullptr, WithoutLostCopy(file), {}};
     if (log == ELog::asItStands) {
         return true;
     }
     replayed.overlay = ReplayLog(file, replayed.log, failure);
     if (replayed.overlay != nullptr) {
-        replayed.bytes = WithOverlay(file.source, replayed.overlay);
+        replayed.bytes = WithOverlay(replayed.bytes, replayed.overlay);
     }
     return replayed.log.status != CLogState::unreadable;
 }

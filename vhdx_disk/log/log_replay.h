@@ -12,9 +12,6 @@
 
 namespace NVHDXDisk {
 
-/// What is said of a file of which nobody knows whether it has a log.
-inline constexpr const char* NoValidHeader = "neither header of the file is valid";
-
 /// Replays the log of a container into memory; the file is only read.
 ///
 /// Null unless `state.status` becomes `replayed`; `failure` has the reason where it becomes

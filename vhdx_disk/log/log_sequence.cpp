@@ -12,12 +12,15 @@ namespace {
 /// an entry begins like an entry.
 using CEntries = std::map<std::uint32_t, CLogEntry>;
 
-CEntries FindEntries(const IByteSource& source, const CLogArea& area) {
+CEntries FindEntries(const IByteSource& source, const CLogArea& area, CFailure& refusal) {
     CEntries entries;
     for (std::uint64_t position = 0; position < area.length; position += LogSectorSize) {
         const auto inLog = static_cast<std::uint32_t>(position);
-        if (const auto entry = ReadLogEntry(source, area, inLog)) {
+        if (const auto entry = ReadLogEntry(source, area, inLog, refusal)) {
             entries.emplace(inLog, *entry);
+        }
+        if (refusal.kind != CFailure::none) {
+            return {};
         }
     }
     return entries;
@@ -66,8 +69,9 @@ void KeepPending(std::vector<CLogEntry>& sequence) {
 
 }  // namespace
 
-std::vector<CLogEntry> FindActiveSequence(const IByteSource& source, const CLogArea& area) {
-    const CEntries entries = FindEntries(source, area);
+std::vector<CLogEntry> FindActiveSequence(const IByteSource& source, const CLogArea& area,
+                                          CFailure& refusal) {
+    const CEntries entries = FindEntries(source, area, refusal);
     const std::set<std::uint32_t> continuations = Continuations(entries, area);
     std::vector<CLogEntry> active;
     for (const auto& [position, entry] : entries) {

@@ -13,8 +13,11 @@ namespace NVHDXDisk {
 /// log) with the next sequence number. It is valid when the tail that its last entry names is one
 /// of its entries; the pending ones start there. Of several the one with the greatest sequence
 /// number is the active one.
+///
+/// Empty also, with the reason in `refusal`, when the source refuses bytes: an entry that cannot be
+/// read may be the one that the log goes on with.
 [[nodiscard]] std::vector<CLogEntry> FindActiveSequence(const IByteSource& source,
-                                                        const CLogArea& area);
+                                                        const CLogArea& area, CFailure& refusal);
 
 }  // namespace NVHDXDisk
 

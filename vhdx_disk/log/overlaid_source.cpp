@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "vhdx_disk/log/log_replay.h"
-#include "vhdx_disk/source/fail.h"
+#include "vhdx_disk/source/read_bytes.h"
 
 namespace NVHDXDisk {
 
@@ -19,12 +19,14 @@ public:
     const std::filesystem::path& Path() const override { return m_file->Path(); }
     std::uint64_t Size() const override { return m_size; }
 
+    bool CheckUnchanged(CFailure& failure) const override {
+        return m_file->CheckUnchanged(failure);
+    }
+
     bool ReadAt(std::uint64_t position, unsigned char* bytes, std::size_t count,
                 CFailure& failure) const override {
         if (position > m_size || count > m_size - position) {
-            return Fail(failure, CFailure::cannotBeRead, Path(),
-                        std::to_string(count) + " bytes at position " + std::to_string(position) +
-                            " cannot be read");
+            return FailPastEnd(failure, Path(), position, count);
         }
         while (count != 0) {
             std::size_t piece = count;

@@ -9,6 +9,7 @@ namespace NVHDXDisk {
 
 struct CReplayedStream::CParts {
     CReplayedFile file;
+    std::optional<CCurrentHeader> header;
     std::optional<CSourceBuffer> buffer;
 };
 
@@ -23,8 +24,8 @@ CReplayedStream::CReplayedStream(const CSourcePointer& file, ELog log, CFailure&
 }
 
 void CReplayedStream::Open(const CSourcePointer& file, ELog log, CFailure& reason) {
-    const CHeadedFile headed =
-        log == ELog::replay ? WithHeader(file) : CHeadedFile{file, std::nullopt};
+    const CHeadedFile headed = WithHeader(file);
+    m_parts->header = headed.header;
     const bool isReplayed = Replay(headed, log, m_parts->file, reason);
     rdbuf(&m_parts->buffer.emplace(m_parts->file.bytes));
     if (!isReplayed) {
@@ -38,6 +39,14 @@ bool CReplayedStream::IsOpen() const {
 
 const CLogState& CReplayedStream::Log() const {
     return m_parts->file.log;
+}
+
+CFailure CReplayedStream::Refusal() const {
+    return CSourceBuffer::RefusalOf(*this);
+}
+
+bool CReplayedStream::CheckUnchanged(CFailure& reason) const {
+    return IsOpen() && NVHDXDisk::CheckUnchanged(*File(), m_parts->header, reason);
 }
 
 const CSourcePointer& CReplayedStream::File() const {

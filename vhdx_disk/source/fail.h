@@ -17,17 +17,27 @@ inline bool Fail(CFailure& failure, CFailure::EKind kind, const std::filesystem:
     return false;
 }
 
-/// The same where reading failed for `cause`, if at all. What has a reason of its own, that the
-/// system refused it or that the file is another one now, is told instead: the file that is asked
-/// about may be as it should.
+/// Whether bytes did not come because the system refused them or the file is another one now. That
+/// is neither damage nor an end: the file may be as it should. A file that has no such bytes
+/// refuses nothing.
+inline bool IsRefused(const CFailure& cause) {
+    const bool isAtEnd = cause.kind == CFailure::cannotBeRead && cause.error == 0;
+    return cause.kind != CFailure::none && !isAtEnd;
+}
+
+/// The same as `Fail` where reading failed for `cause`, if at all; a refusal is told instead.
 inline bool FailBecause(const CFailure& cause, CFailure& failure, CFailure::EKind kind,
                         const std::filesystem::path& file, const std::string& reason) {
-    const bool isAtEnd = cause.kind == CFailure::cannotBeRead && cause.error == 0;
-    if (cause.kind == CFailure::none || isAtEnd) {
+    if (!IsRefused(cause)) {
         return Fail(failure, kind, file, reason);
     }
     failure = cause;
     return false;
+}
+
+/// The same failure, of which the reason begins with what could not be done because of it.
+inline CFailure Because(const CFailure& cause, const std::string& what) {
+    return MakeFailure(cause.kind, cause.file, what + ": " + cause.reason, cause.error);
 }
 
 }  // namespace NVHDXDisk

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include <vhdx_disk/source.h>
+#include "vhdx_disk/source/read_bytes.h"
 
 namespace NVHDXDisk {
 
@@ -27,13 +27,13 @@ const unsigned char* BytesOf(const TRecord& record) {
     return reinterpret_cast<const unsigned char*>(&record);
 }
 
-/// False as `IByteSource::ReadAt`.
+/// False as `ReadBytes`.
 template <class TRecord>
 [[nodiscard]] bool ReadRecord(const IByteSource& source, std::uint64_t position, TRecord& record,
                               CFailure& failure) {
     static_assert(std::is_trivially_copyable_v<TRecord> && alignof(TRecord) == 1);
-    return source.ReadAt(position, reinterpret_cast<unsigned char*>(&record), sizeof record,
-                         failure);
+    return ReadBytes(source, position, reinterpret_cast<unsigned char*>(&record), sizeof record,
+                     failure);
 }
 
 }  // namespace NVHDXDisk

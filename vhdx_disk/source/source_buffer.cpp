@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <limits>
 
+#include "vhdx_disk/source/fail.h"
+#include "vhdx_disk/source/read_bytes.h"
+
 namespace NVHDXDisk {
 
 CSourceBuffer::pos_type CSourceBuffer::seekoff(off_type offset, std::ios_base::seekdir direction,
@@ -58,22 +61,38 @@ std::uint64_t CSourceBuffer::Read(unsigned char* bytes, std::uint64_t count) {
 }
 
 bool CSourceBuffer::ReadHere(unsigned char* bytes, std::uint64_t count) {
-    CFailure ignored;  // who reads a stream is told that it failed, and no more
     if (count >= m_piece.size()) {
-        return m_source->ReadAt(m_position, bytes, static_cast<std::size_t>(count), ignored);
+        return ReadOrRemember(bytes, count);
     }
     if (!HasPiece(count)) {
         m_pieceBegin = m_position;
         m_pieceLength = std::min<std::uint64_t>(m_piece.size(), m_source->Size() - m_position);
-        if (!m_source->ReadAt(m_pieceBegin, m_piece.data(), static_cast<std::size_t>(m_pieceLength),
-                              ignored)) {
+        CFailure wasMoreThanAsked;
+        if (!ReadBytes(*m_source, m_pieceBegin, m_piece.data(),
+                       static_cast<std::size_t>(m_pieceLength), wasMoreThanAsked)) {
             m_pieceLength = 0;
-            return m_source->ReadAt(m_position, bytes, static_cast<std::size_t>(count), ignored);
+            return ReadOrRemember(bytes, count);
         }
     }
     std::copy_n(m_piece.begin() + static_cast<std::ptrdiff_t>(m_position - m_pieceBegin), count,
                 bytes);
     return true;
+}
+
+bool CSourceBuffer::ReadOrRemember(unsigned char* bytes, std::uint64_t count) {
+    CFailure cause;
+    if (ReadBytes(*m_source, m_position, bytes, static_cast<std::size_t>(count), cause)) {
+        return true;
+    }
+    if (!IsRefused(m_refusal) && IsRefused(cause)) {
+        m_refusal = cause;
+    }
+    return false;
+}
+
+CFailure CSourceBuffer::RefusalOf(const std::basic_istream<unsigned char>& stream) {
+    const auto* const buffer = dynamic_cast<const CSourceBuffer*>(stream.rdbuf());
+    return buffer == nullptr ? CFailure() : buffer->m_refusal;
 }
 
 bool CSourceBuffer::HasPiece(std::uint64_t count) const {

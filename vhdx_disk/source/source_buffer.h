@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <istream>
 #include <streambuf>
 
 #include <vhdx_disk/source.h>
@@ -15,6 +16,13 @@ class CSourceBuffer : public std::basic_streambuf<unsigned char> {
 public:
     explicit CSourceBuffer(CSourcePointer source) : m_source(std::move(source)) {}
 
+    /// Why the source refused bytes, the first time that it did; of kind `none` when it did not. A
+    /// stream itself can only say that a read came up short.
+    [[nodiscard]] const CFailure& Refusal() const { return m_refusal; }
+
+    /// That of a stream; of kind `none` also where the stream shows no source.
+    [[nodiscard]] static CFailure RefusalOf(const std::basic_istream<unsigned char>& stream);
+
 protected:
     pos_type seekoff(off_type offset, std::ios_base::seekdir direction,
                      std::ios_base::openmode which) override;
@@ -26,6 +34,7 @@ protected:
 private:
     std::uint64_t Read(unsigned char* bytes, std::uint64_t count);
     bool ReadHere(unsigned char* bytes, std::uint64_t count);
+    bool ReadOrRemember(unsigned char* bytes, std::uint64_t count);
     bool HasPiece(std::uint64_t count) const;
 
     const CSourcePointer m_source;
@@ -33,6 +42,7 @@ private:
     std::array<unsigned char, 4096> m_piece;
     std::uint64_t m_pieceBegin = 0;
     std::uint64_t m_pieceLength = 0;
+    CFailure m_refusal;
 };
 
 }  // namespace NVHDXDisk

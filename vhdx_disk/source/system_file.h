@@ -15,8 +15,16 @@ namespace NVHDXDisk {
 /// Reads by position, from any number of threads at a time. Shared with readers and writers.
 class CSystemFile {
 public:
-    /// What tells a file from every other one of the system as long as it exists.
-    using CKey = std::array<std::uint64_t, 2>;
+    /// What tells a file from every other one of the system: its place there and, where the system
+    /// knows it, when it was made, because places are used again.
+    using CKey = std::array<std::uint64_t, 4>;
+
+    /// What changes when a file is written.
+    struct CState {
+        std::uint64_t size = 0;      ///< bytes
+        std::uint64_t modified = 0;  ///< in units of the system; 0 of a device
+        bool operator==(const CState&) const = default;
+    };
 
     /// Null, with the value of `errno` in `error`, when the system does not open it.
     [[nodiscard]] static std::shared_ptr<const CSystemFile> Open(const std::filesystem::path& path,
@@ -27,14 +35,16 @@ public:
     CSystemFile& operator=(const CSystemFile&) = delete;
     ~CSystemFile();
 
-    /// Bytes, now. False, with the value of `errno` in `error`, when the system does not tell.
-    [[nodiscard]] bool Size(std::uint64_t& size, int& error) const;
+    /// As it is at this moment. False, with the value of `errno` in `error`, when the system does
+    /// not tell.
+    [[nodiscard]] bool State(CState& state, int& error) const;
 
     [[nodiscard]] bool Key(CKey& key, int& error) const;
-
     /// All bytes or false; `error` is then 0 where the file ends before.
     [[nodiscard]] bool ReadAt(std::uint64_t position, unsigned char* bytes, std::size_t count,
                               int& error) const;
+
+    [[nodiscard]] const std::intptr_t& Handle() const { return m_handle; }
 
 private:
     /// How many bytes came, at least one; 0 at the end of the file, negative for an error.

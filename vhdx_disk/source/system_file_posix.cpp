@@ -9,11 +9,37 @@
 
 namespace NVHDXDisk {
 
+namespace {
+
+std::uint64_t ModifiedOf(const struct stat& status) {
+#if defined(__APPLE__)
+    const timespec& time = status.st_mtimespec;
+#else
+    const timespec& time = status.st_mtim;
+#endif
+    return static_cast<std::uint64_t>(time.tv_sec) * 1000000000 +
+           static_cast<std::uint64_t>(time.tv_nsec);
+}
+
+/// Zeros where the system or the file system does not know it.
+std::array<std::uint64_t, 2> MadeAt([[maybe_unused]] int file) {
+#if defined(STATX_BTIME)
+    struct statx status = {};
+    if (statx(file, "", AT_EMPTY_PATH, STATX_BTIME, &status) == 0 &&
+        (status.stx_mask & STATX_BTIME) != 0) {
+        return {static_cast<std::uint64_t>(status.stx_btime.tv_sec), status.stx_btime.tv_nsec};
+    }
+#endif
+    return {};
+}
+
+}  // namespace
 std::shared_ptr<const CSystemFile> CSystemFile::Open(const std::filesystem::path& path,
                                                      int& error) {
     int file = -1;
     do {
-        file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        // A pipe that takes the file's place before it is opened must keep nobody waiting.
+        file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     } while (file < 0 && errno == EINTR);
     if (file < 0) {
         error = errno;
@@ -26,12 +52,16 @@ CSystemFile::~CSystemFile() {
     (void)close(static_cast<int>(m_handle));
 }
 
-/// Also of a device.
-bool CSystemFile::Size(std::uint64_t& size, int& error) const {
+/// A device tells its size only so.
+bool CSystemFile::State(CState& state, int& error) const {
+    struct stat status = {};
     const off_t end = lseek(static_cast<int>(m_handle), 0, SEEK_END);
-    error = end < 0 ? errno : 0;
-    size = end < 0 ? 0 : static_cast<std::uint64_t>(end);
-    return end >= 0;
+    if (end < 0 || fstat(static_cast<int>(m_handle), &status) != 0) {
+        error = errno;
+        return false;
+    }
+    state = {static_cast<std::uint64_t>(end), S_ISREG(status.st_mode) ? ModifiedOf(status) : 0};
+    return true;
 }
 
 bool CSystemFile::Key(CKey& key, int& error) const {
@@ -40,10 +70,11 @@ bool CSystemFile::Key(CKey& key, int& error) const {
         error = errno;
         return false;
     }
-    key = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino)};
+    const auto made = MadeAt(static_cast<int>(m_handle));
+    key = {static_cast<std::uint64_t>(status.st_dev), static_cast<std::uint64_t>(status.st_ino),
+           made[0], made[1]};
     return true;
 }
-
 std::int64_t CSystemFile::ReadSome(std::uint64_t position, unsigned char* bytes, std::size_t count,
                                    int& error) const {
     ssize_t got = -1;

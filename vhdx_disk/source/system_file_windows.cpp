@@ -8,8 +8,12 @@ namespace NVHDXDisk {
 
 namespace {
 
-HANDLE Handle(std::intptr_t handle) {
+HANDLE HandleOf(std::intptr_t handle) {
     return reinterpret_cast<HANDLE>(handle);
+}
+
+std::uint64_t NumberOf(const FILETIME& time) {
+    return std::uint64_t{time.dwHighDateTime} << 32 | time.dwLowDateTime;
 }
 
 }  // namespace
@@ -27,25 +31,29 @@ std::shared_ptr<const CSystemFile> CSystemFile::Open(const std::filesystem::path
 }
 
 CSystemFile::~CSystemFile() {
-    CloseHandle(Handle(m_handle));
+    CloseHandle(HandleOf(m_handle));
 }
 
-bool CSystemFile::Size(std::uint64_t& size, int& error) const {
+bool CSystemFile::State(CState& state, int& error) const {
     LARGE_INTEGER end = {};
-    const bool told = GetFileSizeEx(Handle(m_handle), &end) != 0;
-    error = told ? 0 : ErrorNumber(GetLastError());
-    size = told ? static_cast<std::uint64_t>(end.QuadPart) : 0;
-    return told;
+    FILETIME modified = {};
+    if (GetFileSizeEx(HandleOf(m_handle), &end) == 0 ||
+        GetFileTime(HandleOf(m_handle), nullptr, nullptr, &modified) == 0) {
+        error = ErrorNumber(GetLastError());
+        return false;
+    }
+    state = {static_cast<std::uint64_t>(end.QuadPart), NumberOf(modified)};
+    return true;
 }
-
 bool CSystemFile::Key(CKey& key, int& error) const {
     BY_HANDLE_FILE_INFORMATION information = {};
-    if (GetFileInformationByHandle(Handle(m_handle), &information) == 0) {
+    if (GetFileInformationByHandle(HandleOf(m_handle), &information) == 0) {
         error = ErrorNumber(GetLastError());
         return false;
     }
     key = {information.dwVolumeSerialNumber,
-           std::uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow};
+           std::uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow,
+           NumberOf(information.ftCreationTime), 0};
     return true;
 }
 
@@ -56,7 +64,7 @@ std::int64_t CSystemFile::ReadSome(std::uint64_t position, unsigned char* bytes,
     place.Offset = static_cast<DWORD>(position);
     place.OffsetHigh = static_cast<DWORD>(position >> 32);
     DWORD got = 0;
-    if (ReadFile(Handle(m_handle), bytes, static_cast<DWORD>(count), &got, &place) == 0) {
+    if (ReadFile(HandleOf(m_handle), bytes, static_cast<DWORD>(count), &got, &place) == 0) {
         const DWORD reason = GetLastError();
         error = reason == ERROR_HANDLE_EOF ? 0 : ErrorNumber(reason);
         return reason == ERROR_HANDLE_EOF ? 0 : -1;

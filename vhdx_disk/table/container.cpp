@@ -19,21 +19,16 @@ bool ClaimsTooManyRegions(const IByteSource& source) {
            table.EntryCount.Value() > VHDX_REGION_TABLE_HEADER::MostEntries;
 }
 
-bool HasIdentifier(const IByteSource& source, CFailure& failure) {
-    CLittleEndian64 signature;
-    return ReadRecord(source, 0, signature, failure) &&
-           signature.Value() == VHDX_FILE_IDENTIFIER::ExpectedSignature;
-}
-
-bool FailToEnter(const IByteSource& source, CFailure& failure) {
-    CFailure cause;
+bool FailToEnter(const IByteSource& source, const CFailure& refusal, CFailure& failure) {
+    CFailure cause = refusal;
     if (!HasIdentifier(source, cause)) {
         return FailBecause(cause, failure, CFailure::notADisk, source.Path(),
                            "this is no VHDX disk: the file does not begin with \"vhdxfile\"");
     }
-    return Fail(failure, CFailure::damaged, source.Path(),
-                "the disk is damaged: its headers, the place of its log, its region table or its "
-                "metadata table cannot be read");
+    return FailBecause(
+        cause, failure, CFailure::damaged, source.Path(),
+        "the disk is damaged: its headers, the place of its log, its region table or its "
+        "metadata table cannot be read");
 }
 
 /// The opening of a disk file, for everybody who reads one.
@@ -44,7 +39,7 @@ bool EnterOrTell(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& 
     }
     stream.seekg(0);
     if (!accessor.Entry(stream)) {
-        return FailToEnter(source, failure);
+        return FailToEnter(source, CSourceBuffer::RefusalOf(stream), failure);
     }
     // Only now: what is no container at all should be called so.
     return log.status != CLogState::noHeader ||
@@ -53,9 +48,10 @@ bool EnterOrTell(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& 
 
 }  // namespace
 
-bool HasIdentifier(const IByteSource& source) {
-    CFailure unreadable;
-    return HasIdentifier(source, unreadable);
+bool HasIdentifier(const IByteSource& source, CFailure& cause) {
+    CLittleEndian64 signature;
+    return ReadRecord(source, 0, signature, cause) &&
+           signature.Value() == VHDX_FILE_IDENTIFIER::ExpectedSignature;
 }
 
 bool Enter(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& stream,
@@ -71,6 +67,20 @@ bool CContainer::Open(const CHeadedFile& file, ELog log, CFailure& failure) {
     }
     m_stream.rdbuf(&m_buffer.emplace(m_file.bytes));
     return EnterOrTell(m_accessor, m_stream, Bytes(), m_file.log, failure);
+}
+
+bool CContainer::WasRefused(CFailure& failure) const {
+    const CFailure refusal = CSourceBuffer::RefusalOf(m_stream);
+    if (refusal.kind == CFailure::none) {
+        return false;
+    }
+    failure = refusal;
+    return true;
+}
+
+bool CContainer::Fail(CFailure& failure, const std::string& reason) const {
+    return FailBecause(CSourceBuffer::RefusalOf(m_stream), failure, CFailure::damaged,
+                       Bytes().Path(), reason);
 }
 
 bool OpenContainer(NVHDX::CAccessor& accessor, CReplayedStream& stream, CFailure& failure) {

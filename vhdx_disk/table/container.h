@@ -24,6 +24,12 @@ public:
     [[nodiscard]] const IByteSource& Bytes() const { return *m_file.bytes; }
     [[nodiscard]] const NVHDX::CAccessor& Accessor() const { return m_accessor; }
 
+    /// Whether the source refused bytes since the opening, with the reason in `failure`: what was
+    /// not found then may be there.
+    [[nodiscard]] bool WasRefused(CFailure& failure) const;
+
+    /// Says that the file is damaged, or that the source refused bytes if it did. Always false.
+    bool Fail(CFailure& failure, const std::string& reason) const;
     /// One metadata item; false when it cannot be read.
     template <class TItem>
     [[nodiscard]] bool Retrieve(TItem& item) {
@@ -50,8 +56,9 @@ private:
 inline constexpr const char* TooManyRegions =
     "the region table claims more entries than the 2047 that it has room for";
 
-/// Whether the file begins as every disk file does.
-[[nodiscard]] bool HasIdentifier(const IByteSource& source);
+/// Whether the file begins as every disk file does. False, with `cause` as `ReadBytes` has it, also
+/// when the first bytes cannot be read.
+[[nodiscard]] bool HasIdentifier(const IByteSource& source, CFailure& cause);
 
 /// `CAccessor::Entry` for a file whose log nobody asks for, and without a word about what is wrong.
 [[nodiscard]] bool Enter(NVHDX::CAccessor& accessor, std::basic_istream<unsigned char>& stream,

@@ -3,6 +3,7 @@
 #include <vhdx_disk/block_table.h>
 
 #include "vhdx_disk/source/fail.h"
+#include "vhdx_disk/source/source_buffer.h"
 #include "vhdx_parser/blocks/geometry.h"
 
 namespace NVHDXDisk {
@@ -50,7 +51,8 @@ bool ReadGeometry(const NVHDX::CAccessor& accessor, std::basic_istream<unsigned 
         reason = WhyImpossible(geometry);
     }
     if (!reason.empty()) {
-        return Fail(failure, CFailure::damaged, file, reason);
+        return FailBecause(CSourceBuffer::RefusalOf(stream), failure, CFailure::damaged, file,
+                           reason);
     }
     geometry.ratio = NVHDX::ChunkRatio(geometry.logicalSectorSize, geometry.blockSize);
     return true;

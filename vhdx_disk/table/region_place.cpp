@@ -12,10 +12,10 @@ namespace NVHDXDisk {
 using namespace NVHDX::NFormat;
 
 std::optional<CRegionPlace> FindRegionPlace(const IByteSource& source,
-                                            NVHDX::CAccessor::CRegion::EType type) {
-    CFailure unreadable;
+                                            NVHDX::CAccessor::CRegion::EType type,
+                                            CFailure& cause) {
     VHDX_REGION_TABLE_HEADER header;
-    if (!ReadRecord(source, VHDX_REGION_TABLE_HEADER::FirstPosition, header, unreadable)) {
+    if (!ReadRecord(source, VHDX_REGION_TABLE_HEADER::FirstPosition, header, cause)) {
         return std::nullopt;
     }
     const std::uint32_t count =
@@ -24,7 +24,7 @@ std::optional<CRegionPlace> FindRegionPlace(const IByteSource& source,
         VHDX_REGION_TABLE_ENTRY entry;
         const std::uint64_t position = VHDX_REGION_TABLE_HEADER::FirstPosition + sizeof header +
                                        std::uint64_t{i} * sizeof entry;
-        if (!ReadRecord(source, position, entry, unreadable)) {
+        if (!ReadRecord(source, position, entry, cause)) {
             return std::nullopt;
         }
         const CKnownRegion* const known = FindRegion(entry.Guid.Value());

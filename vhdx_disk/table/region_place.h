@@ -16,9 +16,11 @@ struct CRegionPlace {
 };
 
 /// The first region of this type in the first copy of the region table, which is the one that the
-/// first library goes by. None when there is none or the table cannot be read.
+/// first library goes by. None when there is none or the table cannot be read; where the source
+/// refuses its bytes `cause` says so.
 [[nodiscard]] std::optional<CRegionPlace> FindRegionPlace(const IByteSource& source,
-                                                          NVHDX::CAccessor::CRegion::EType type);
+                                                          NVHDX::CAccessor::CRegion::EType type,
+                                                          CFailure& cause);
 
 }  // namespace NVHDXDisk
 

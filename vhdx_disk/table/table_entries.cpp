@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "vhdx_disk/source/fail.h"
+#include "vhdx_disk/source/read_bytes.h"
 #include "vhdx_disk/table/region_place.h"
 #include "vhdx_parser/blocks/bat_entry.h"
 #include "vhdx_parser/blocks/geometry.h"
@@ -53,8 +54,8 @@ bool CEntriesInFile::ForEach(std::uint64_t firstChunk, std::uint64_t chunks,
     std::vector<std::uint64_t> words(bytes.size() / BATEntrySize);
     for (std::uint64_t entry = first; entry < end;) {
         const auto here = static_cast<std::size_t>(std::min(EntriesAtOnce, end - entry));
-        if (!m_source->ReadAt(m_position + entry * BATEntrySize, bytes.data(), here * BATEntrySize,
-                              failure)) {
+        if (!ReadBytes(*m_source, m_position + entry * BATEntrySize, bytes.data(),
+                       here * BATEntrySize, failure)) {
             return false;
         }
         for (std::size_t i = 0; i < here; ++i) {
@@ -111,10 +112,11 @@ bool CEntriesOfModel::ForEach(std::uint64_t firstChunk, std::uint64_t chunks,
 
 std::shared_ptr<const ITableEntries> FindTable(const CSourcePointer& source,
                                                const CGeometry& geometry, CFailure& failure) {
-    const auto place = FindRegionPlace(*source, NVHDX::CAccessor::CRegion::typeBAT);
+    CFailure cause;
+    const auto place = FindRegionPlace(*source, NVHDX::CAccessor::CRegion::typeBAT, cause);
     const std::uint64_t count = EntryCount(geometry);
     if (!place || count > place->length / BATEntrySize) {
-        Fail(failure, CFailure::damaged, source->Path(), NoBlockTable);
+        FailBecause(cause, failure, CFailure::damaged, source->Path(), NoBlockTable);
         return nullptr;
     }
     return std::make_shared<const CEntriesInFile>(source, place->begin, count, geometry.ratio);
