@@ -25,16 +25,19 @@ namespace NVHDXDisk {
 [[nodiscard]] VHDX_DISK_API std::filesystem::file_type KindOfLink(const std::filesystem::path& path,
                                                                   std::error_code& error);
 
-[[nodiscard]] VHDX_DISK_API bool IsFolder(const std::filesystem::path& path);
-
+/// False, with `error` set, where it cannot be told.
+[[nodiscard]] VHDX_DISK_API bool IsFolder(const std::filesystem::path& path,
+                                          std::error_code& error);
 /// What changes when a file is written.
 struct CFileState {
     std::uint64_t size = 0;    ///< bytes
     std::int64_t changed = 0;  ///< time of the last change, in the units of the platform's clock
 };
 
-/// Of a regular file; none where there is no such file, or it cannot be told.
-[[nodiscard]] VHDX_DISK_API std::optional<CFileState> StateOf(const std::filesystem::path& path);
+/// Of a regular file; none where there is no such file, or, with `error` set, where it cannot be
+/// told.
+[[nodiscard]] VHDX_DISK_API std::optional<CFileState> StateOf(const std::filesystem::path& path,
+                                                              std::error_code& error);
 
 /// One name for a file, however it is reached; the path itself where there is no such name.
 [[nodiscard]] VHDX_DISK_API std::filesystem::path Canonical(const std::filesystem::path& path);

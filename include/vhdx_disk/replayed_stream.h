@@ -88,6 +88,10 @@ public:
     /// stream did not find after a refusal may be there.
     [[nodiscard]] VHDX_DISK_API CFailure Refusal() const;
 
+    /// Why one copy of the header could not be read, where the other one is valid and counts, also
+    /// where it is the older one; of kind `none` where both could.
+    [[nodiscard]] VHDX_DISK_API const CFailure& LostHeader() const;
+
     /// Whether the file is still as it was when the stream was made: its size, when it was written
     /// last, and its current header. False, with the reason in `reason` (`changedMeanwhile` where
     /// it is not): what was read meanwhile may be of two states.

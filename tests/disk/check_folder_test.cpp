@@ -1,5 +1,6 @@
 // A folder with all that lies below it.
 
+#include <cerrno>
 #include <fstream>
 
 #include "tests/disk/check_result.h"
@@ -101,7 +102,8 @@ TEST_F(DiskCheckFolder, CannotCheckAFolderOfWhichItReadsNothing) {
 
     const CCheckResult missing = CheckFolderAt(m_folder / "none");
     EXPECT_FALSE(missing.checked);
-    EXPECT_EQ(missing.failure.reason, "the folder cannot be read");
+    EXPECT_EQ(missing.failure.reason, "the folder cannot be read: No such file or directory");
+    EXPECT_EQ(missing.failure.error, ENOENT);
     EXPECT_EQ(missing.failure.kind, NVHDXDisk::CFailure::cannotBeRead);
 }
 

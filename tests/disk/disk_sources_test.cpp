@@ -239,7 +239,7 @@ TEST_F(DiskSources, ASectorBitmapThatCannotBeReadKeepsTheNumberOfTheError) {
     EXPECT_EQ(m_failure.error, EIO);
     EXPECT_EQ(m_failure.text,
               "\"1.avhdx\": block 2 is partially present, and the sector bitmap of chunk 0 cannot "
-              "be read");
+              "be read: the memory fails");
 }
 
 TEST_F(DiskSources, ATableThatCannotBeReadKeepsTheNumberOfTheError) {

@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <fstream>
 
 #include <gmock/gmock.h>
@@ -105,7 +106,8 @@ TEST_F(FolderTree, AFolderThatIsNotThereCannotBeScanned) {
     CFailure failure;
     EXPECT_EQ(CFolder::Open(m_folder / "absent", {}, failure), nullptr);
     EXPECT_EQ(failure.kind, CFailure::cannotBeRead);
-    EXPECT_EQ(failure.reason, "the folder cannot be read");
+    EXPECT_EQ(failure.reason, "the folder cannot be read: No such file or directory");
+    EXPECT_EQ(failure.error, ENOENT);
     EXPECT_EQ(failure.file, m_folder / "absent");
 }
 

@@ -34,13 +34,15 @@ protected:
 };
 
 TEST_F(PathQuery, TellsFilesFoldersAndNothing) {
+    std::error_code error;
     EXPECT_EQ(KindOf("file"), file_type::regular);
     EXPECT_EQ(KindOf("folder"), file_type::directory);
     EXPECT_EQ(KindOf("missing"), file_type::not_found);
     EXPECT_EQ(KindOf("missing/file"), file_type::not_found);
-    EXPECT_TRUE(NVHDXDisk::IsFolder(m_folder / "folder"));
-    EXPECT_FALSE(NVHDXDisk::IsFolder(m_folder / "file"));
-    EXPECT_FALSE(NVHDXDisk::IsFolder(m_folder / "missing"));
+    EXPECT_TRUE(NVHDXDisk::IsFolder(m_folder / "folder", error));
+    EXPECT_FALSE(NVHDXDisk::IsFolder(m_folder / "file", error));
+    EXPECT_FALSE(NVHDXDisk::IsFolder(m_folder / "missing", error));
+    EXPECT_FALSE(error) << error.message();
 }
 
 TEST_F(PathQuery, TellsAFileThatIsOpen) {

@@ -117,8 +117,8 @@ int RunCheck(const CCheckOptions& options) {
     const std::filesystem::path source = PathOf(options.source);
     COutput output = COutput::Standard();
     CFindingPrinter printer(output, options.json);
-    NVHDXDisk::IsFolder(source) ? CheckFolder(options, source, printer)
-                                : CheckDisk(options, source, printer);
+    IsFolder(options.source) ? CheckFolder(options, source, printer)
+                             : CheckDisk(options, source, printer);
     output.Flush();
     return printer.Any() ? statusFindings : statusClean;
 }

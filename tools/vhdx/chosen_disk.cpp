@@ -70,7 +70,7 @@ void AddChainArguments(CCommandSyntax& command, CChainOptions& chain) {
 }
 
 std::filesystem::path ChosenFile(const std::string& source, const std::string& disk) {
-    const bool isFolder = NVHDXDisk::IsFolder(PathOf(source));
+    const bool isFolder = IsFolder(source);
     if (isFolder && disk.empty()) {
         throw CCommandFailure("this is a folder; --disk NAME says which of its disks is meant");
     }

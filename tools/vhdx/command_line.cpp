@@ -12,7 +12,10 @@
 #include "tools/vhdx/text.h"
 #endif
 
+#include <system_error>
+
 #include <vhdx_disk/path_query.h>
+#include "tools/vhdx/command_failure.h"
 
 namespace NTool {
 
@@ -44,6 +47,15 @@ std::filesystem::path PathOf(const std::string& argument) {
 }
 
 #endif
+
+bool IsFolder(const std::string& argument) {
+    std::error_code error;
+    const bool isFolder = NVHDXDisk::IsFolder(PathOf(argument), error);
+    if (error) {
+        throw CCommandFailure(argument, "it cannot be looked at: " + error.message());
+    }
+    return isFolder;
+}
 
 std::string TextOfPath(const std::filesystem::path& path) {
     std::string text = NVHDXDisk::TextOf(path);

@@ -16,6 +16,8 @@ namespace NTool {
 /// The file that an argument names.
 [[nodiscard]] std::filesystem::path PathOf(const std::string& argument);
 
+/// Whether it is a folder. Throws `CCommandFailure` where the system does not tell.
+[[nodiscard]] bool IsFolder(const std::string& argument);
 /// A path in results: UTF-8, with '/' between its parts on every platform.
 [[nodiscard]] std::string TextOfPath(const std::filesystem::path& path);
 

@@ -115,7 +115,7 @@ std::string OnlyTip(const CDiffOptions& options) {
 
 CDiskPointer OpenTip(const CDiffOptions& options) {
     CChainOptions chain = options.chain;
-    if (chain.disk.empty() && NVHDXDisk::IsFolder(PathOf(options.disk.file))) {
+    if (chain.disk.empty() && IsFolder(options.disk.file)) {
         chain.disk = OnlyTip(options);
     }
     return OpenDisk(options.disk, chain);

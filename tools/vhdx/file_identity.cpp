@@ -1,6 +1,7 @@
-#include <filesystem>
-
 #include <vhdx_disk/path_query.h>
+#include <filesystem>
+#include <optional>
+#include <system_error>
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/opened_file.h"
 #include "tools/vhdx/text.h"
@@ -9,15 +10,26 @@ namespace NTool {
 
 namespace {
 
+/// None of a device.
+std::optional<NVHDXDisk::CFileState> StateOf(const std::filesystem::path& path) {
+    std::error_code error;
+    auto state = NVHDXDisk::StateOf(path, error);
+    if (error) {
+        throw CCommandFailure(NVHDXDisk::TextOf(path),
+                              "its state cannot be found out: " + error.message());
+    }
+    return state;
+}
+
 /// A device has the length that it was opened with.
 std::string LengthNow(const std::filesystem::path& path, std::uint64_t lengthWhenOpened) {
-    const auto state = NVHDXDisk::StateOf(path);
+    const auto state = StateOf(path);
     return std::to_string(state ? state->size : lengthWhenOpened);
 }
 
 /// In the units of the platform's clock for files, which compare with themselves only.
 std::string ChangeTime(const std::filesystem::path& path) {
-    const auto state = NVHDXDisk::StateOf(path);
+    const auto state = StateOf(path);
     return state ? std::to_string(state->changed) : "unknown";
 }
 

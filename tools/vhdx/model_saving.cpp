@@ -68,7 +68,7 @@ void RemoveIdentity(const fs::path& model, const std::string& disk) {
     const fs::path place = IdentityPlace(model);
     const std::string name = NVHDXDisk::TextOf(place);
     CheckNotRead(name, PathOf(disk));
-    if (NVHDXDisk::IsFolder(place)) {
+    if (IsFolder(name)) {
         throw CCommandFailure(name, "this is a folder");
     }
     if (const int error = Remove(place); error != 0) {

@@ -21,6 +21,9 @@ COpenedFile::COpenedFile(const CFileOptions& options)
         throw FailureOf(failure);
     }
     PrintReplay(m_file, m_stream->Log().entries);
+    if (const auto& lost = m_stream->LostHeader(); lost.kind != NVHDXDisk::CFailure::none) {
+        PrintNote(fmt::format("warning: \"{}\": {}", m_file, lost.reason));
+    }
 }
 
 CGeometry COpenedFile::Geometry() {

@@ -73,6 +73,9 @@ bool OpenChainFile(const CHeadedFile& headed, ELog log, const CLoadedTable& tabl
         return false;
     }
     file.file = container.File();
+    if (const CHeaderCopy* const lost = LostCopy(headed)) {
+        file.lostHeader = lost->refusal;
+    }
     Tell(headed, file, told);
     ReadIdentity(container, told);
     return ReadLocator(container, told, failure) && !container.WasRefused(failure);

@@ -17,7 +17,7 @@ struct CChainFile {
     CReplayedFile file;
     CGeometry geometry;
     CBlockIndex blocks;
-
+    CFailure lostHeader;  ///< why one copy of the header could not be read, if it could not
     /// Bytes of the disk that one sector bitmap covers.
     [[nodiscard]] std::uint64_t ChunkSize() const { return geometry.ratio * geometry.blockSize; }
 };

@@ -216,9 +216,14 @@ const std::vector<CFinding>& CDisk::Findings() const {
 }
 
 bool CDisk::CheckUnchanged(CFailure& failure) const {
-    return std::all_of(Files().begin(), Files().end(), [&failure](const CDiskFile& file) {
-        return NVHDXDisk::CheckUnchanged(*file.source, file.header, failure);
-    });
+    for (std::size_t file = 0; file < Files().size(); ++file) {
+        const CDiskFile& told = Files()[file];
+        if (!NVHDXDisk::CheckUnchanged(*told.source, told.header, m_parts->chain[file].lostHeader,
+                                       failure)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 std::uint64_t CDisk::ReplayedEntries() const {

@@ -31,9 +31,9 @@ class CFilesChecker {
 public:
     CFilesChecker(ELog log, const CFindingCallback& report) : m_log(log), m_report(report) {}
 
-    void AddUnreadable(const fs::path& folder) {
-        AddUnread(MakeFinding(folder, "folder", EFinding::folderUnreadable,
-                              "the folder cannot be read: nobody knows which disks it holds"));
+    void AddUnreadable(const CFailure& failure) {
+        AddUnread(MakeFinding(failure.file, "folder", EFinding::folderUnreadable,
+                              failure.reason + "; nobody knows which disks it holds"));
     }
 
     void Check(const fs::path& file) {
@@ -100,7 +100,8 @@ bool CheckFolder(const fs::path& folder, ELog log, const CFindingCallback& repor
                  std::size_t& disks, CFailure& failure) {
     const CDiskFolders found = FindDisksBelow(folder);
     if (found.folders.empty()) {
-        return Fail(failure, CFailure::cannotBeRead, folder, "the folder cannot be read");
+        failure = found.unreadable.front();
+        return false;
     }
     CFilesChecker files(log, report);
     std::for_each(found.unreadable.begin(), found.unreadable.end(),

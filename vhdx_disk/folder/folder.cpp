@@ -3,12 +3,11 @@
 #include <utility>
 
 #include <vhdx_disk/path_query.h>
-#include <vhdx_parser/file_system.h>
 
 #include "vhdx_disk/chain/disk_tree.h"
 #include "vhdx_disk/folder/linking_forecast.h"
 #include "vhdx_disk/source/disk_folders.h"
-#include "vhdx_disk/source/fail.h"
+#include "vhdx_disk/source/folder_items.h"
 
 namespace NVHDXDisk {
 
@@ -36,33 +35,33 @@ struct CFolder::CParts {
     CDiskTree tree;
     CLinkingForecast linking;
 
-    bool ScanOne(const fs::path& folder, ELog log);
-    bool ScanAll(const fs::path& folder, ELog log);
+    bool ScanOne(const fs::path& folder, ELog log, CFailure& failure);
+    bool ScanAll(const fs::path& folder, ELog log, CFailure& failure);
 };
 
-bool CFolder::CParts::ScanOne(const fs::path& folder, ELog log) {
+bool CFolder::CParts::ScanOne(const fs::path& folder, ELog log, CFailure& failure) {
     std::vector<CDiskTree::CPlace> places;
     std::vector<CBuilderView> views;
-    const bool complete = NSystem::for_each_item_in_folder(
-        folder.native(), nullptr,
-        [&](bool&, bool isFolder, CPlatformName& name, const NSystem::CFileAttributes&) {
-            if (!isFolder && NVHDX::NLinkingRule::HasDiskExtension(name)) {
-                places.push_back({TextOf(fs::path(name)), folder / name});
-                views.push_back(ViewAsBuilder(folder, name));
-            }
-            return true;
-        });
+    const auto take = [&](bool isFolder, const CPlatformName& name) {
+        if (!isFolder && NVHDX::NLinkingRule::HasDiskExtension(name)) {
+            places.push_back({TextOf(fs::path(name)), folder / name});
+            views.push_back(ViewAsBuilder(folder, name));
+        }
+    };
+    const bool complete = ForEachItem(folder, take, failure);
     tree = CDiskTree(places, SearchIn({folder}), log);
     linking = ForetellLinking(views);
     return complete;
 }
 
-bool CFolder::CParts::ScanAll(const fs::path& folder, ELog log) {
+bool CFolder::CParts::ScanAll(const fs::path& folder, ELog log, CFailure& failure) {
     const CDiskFolders found = FindDisksBelow(folder);
-    if (!found.folders.empty()) {
-        tree = CDiskTree(PlacesOf(found), SearchIn(found.folders), log);
+    if (found.folders.empty()) {
+        failure = found.unreadable.front();
+        return false;
     }
-    return !found.folders.empty();
+    tree = CDiskTree(PlacesOf(found), SearchIn(found.folders), log);
+    return true;
 }
 
 CFolder::CFolder() : m_parts(std::make_unique<CParts>()) {}
@@ -73,12 +72,9 @@ std::shared_ptr<const CFolder> CFolder::Open(const fs::path& folder, const CFold
                                              CFailure& failure) {
     const std::shared_ptr<CFolder> opened(new CFolder);
     CParts& parts = *opened->m_parts;
-    if (options.recursive ? !parts.ScanAll(folder, options.log)
-                          : !parts.ScanOne(folder, options.log)) {
-        Fail(failure, CFailure::cannotBeRead, folder, "the folder cannot be read");
-        return nullptr;
-    }
-    return opened;
+    const bool isScanned = options.recursive ? parts.ScanAll(folder, options.log, failure)
+                                             : parts.ScanOne(folder, options.log, failure);
+    return isScanned ? opened : nullptr;
 }
 
 const std::vector<CTreeFile>& CFolder::Files() const {

@@ -97,18 +97,20 @@ CFailure WhyHeaderRefused(const std::array<CHeaderCopy, 2>& copies) {
 }
 
 bool CheckUnchanged(const IByteSource& source, const std::optional<CCurrentHeader>& header,
-                    CFailure& failure) {
+                    const CFailure& lost, CFailure& failure) {
     if (!source.CheckUnchanged(failure)) {
         return false;
     }
     const auto copies = ReadHeaderCopies(source);
-    if (CFailure refusal = WhyHeaderRefused(copies); refusal.kind != CFailure::none) {
-        failure = std::move(refusal);
-        return false;
+    if (CurrentHeader(copies) == header) {
+        return true;
     }
-    return CurrentHeader(copies) == header ||
-           Fail(failure, CFailure::changedMeanwhile, source.Path(),
-                "the file's header changed while it was read: the disk is in use");
+    CFailure refusal = lost;
+    for (const CHeaderCopy& copy : copies) {
+        refusal = IsRefused(copy.refusal) ? copy.refusal : refusal;
+    }
+    return FailBecause(refusal, failure, CFailure::changedMeanwhile, source.Path(),
+                       "the file's header changed while it was read: the disk is in use");
 }
 
 std::optional<CCurrentHeader> ReadCurrentHeader(const IByteSource& source, CFailure& failure) {

@@ -46,9 +46,12 @@ struct CHeadedFile {
 [[nodiscard]] const CHeaderCopy* LostCopy(const CHeadedFile& file);
 
 /// Whether the source is as it was when its current header was `header`, by what the system says
-/// and by the header. False, with the reason in `failure`, when it is not or nobody can tell.
+/// and by the header. False, with the reason in `failure`, when it is not or nobody can tell: a
+/// copy that could not be read (`lost` says why) and can be now, or the other way round, is no
+/// change.
 [[nodiscard]] bool CheckUnchanged(const IByteSource& source,
-                                  const std::optional<CCurrentHeader>& header, CFailure& failure);
+                                  const std::optional<CCurrentHeader>& header, const CFailure& lost,
+                                  CFailure& failure);
 
 /// Why the header that counts is not known because the system refused bytes of it; of kind `none`
 /// when that is not so.

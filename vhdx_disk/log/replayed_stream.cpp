@@ -10,6 +10,7 @@ namespace NVHDXDisk {
 struct CReplayedStream::CParts {
     CReplayedFile file;
     std::optional<CCurrentHeader> header;
+    CFailure lostHeader;
     std::optional<CSourceBuffer> buffer;
 };
 
@@ -26,6 +27,9 @@ CReplayedStream::CReplayedStream(const CSourcePointer& file, ELog log, CFailure&
 void CReplayedStream::Open(const CSourcePointer& file, ELog log, CFailure& reason) {
     const CHeadedFile headed = WithHeader(file);
     m_parts->header = headed.header;
+    if (const CHeaderCopy* const lost = LostCopy(headed)) {
+        m_parts->lostHeader = lost->refusal;
+    }
     const bool isReplayed = Replay(headed, log, m_parts->file, reason);
     rdbuf(&m_parts->buffer.emplace(m_parts->file.bytes));
     if (!isReplayed) {
@@ -46,9 +50,13 @@ CFailure CReplayedStream::Refusal() const {
 }
 
 bool CReplayedStream::CheckUnchanged(CFailure& reason) const {
-    return IsOpen() && NVHDXDisk::CheckUnchanged(*File(), m_parts->header, reason);
+    return IsOpen() &&
+           NVHDXDisk::CheckUnchanged(*File(), m_parts->header, m_parts->lostHeader, reason);
 }
 
+const CFailure& CReplayedStream::LostHeader() const {
+    return m_parts->lostHeader;
+}
 const CSourcePointer& CReplayedStream::File() const {
     return m_parts->file.file;
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "vhdx_disk/source/fail.h"
+#include "vhdx_disk/source/read_bytes.h"
 #include "vhdx_disk/table/sector_bits.h"
 
 namespace NVHDXDisk {
@@ -155,16 +156,20 @@ bool CRangeResolver::LocateSectors(std::size_t file, std::uint64_t offset, CPlac
     const std::uint64_t sector = offset % chainFile.ChunkSize() / sectorSize;
     const std::uint64_t piece = sector / SectorsPerPiece;
     const auto bitmap = chainFile.blocks.SectorBitmap(chunk);
-    CFailure cause = {CFailure::damaged, {}, {}, {}, 0};
+    CFailure cause;
     const CBitmapCache::CPiece* const bits =
         bitmap ? BitmapPiece(file, *bitmap + piece * CBitmapCache::PieceSize, cause) : nullptr;
     if (bits == nullptr) {
         place = {};
-        return Fail(failure, cause.kind, m_disk.Files()[file].path,
-                    "block " + std::to_string(offset / chainFile.geometry.blockSize) +
-                        " is partially present, and the sector bitmap of chunk " +
-                        std::to_string(chunk) + " cannot be read",
-                    cause.error);
+        const std::string reason = "block " +
+                                   std::to_string(offset / chainFile.geometry.blockSize) +
+                                   " is partially present, and the sector bitmap of chunk " +
+                                   std::to_string(chunk) + " cannot be read";
+        if (IsRefused(cause)) {
+            failure = Because(cause, reason);
+            return false;
+        }
+        return Fail(failure, CFailure::damaged, m_disk.Files()[file].path, reason);
     }
     const std::uint64_t first = sector % SectorsPerPiece;
     const std::uint64_t pieceEnd = EndOfRun(*bits, first, SectorsPerPiece);
@@ -181,7 +186,7 @@ const CBitmapCache::CPiece* CRangeResolver::BitmapPiece(std::size_t file, std::u
         return known;
     }
     CBitmapCache::CPiece& piece = m_bitmaps.Add(file, position);
-    if (!m_chain[file].file.bytes->ReadAt(position, piece.data(), piece.size(), failure)) {
+    if (!ReadBytes(*m_chain[file].file.bytes, position, piece.data(), piece.size(), failure)) {
         m_bitmaps.Remove(file, position);
         return nullptr;
     }

@@ -7,7 +7,7 @@
 #include <vhdx_disk/path_query.h>
 #include <vhdx_parser/file_system.h>
 
-#include "vhdx_disk/source/platform_name.h"
+#include "vhdx_disk/source/folder_items.h"
 
 namespace NVHDXDisk {
 
@@ -39,21 +39,19 @@ fs::file_type TypeOf(const fs::path& item) {
 
 /// Adds the disks of the folder to those that were found, and to `below` the folders in it and what
 /// may be one.
-bool ReadFolder(const fs::path& folder, std::vector<fs::path>& disks,
-                std::vector<fs::path>& below) {
-    return NSystem::for_each_item_in_folder(
-        folder.native(), nullptr,
-        [&](bool&, bool isFolder, CPlatformName& name, const NSystem::CFileAttributes&) {
-            fs::path path = folder / name;
-            const fs::file_type type = TypeOf(path);
-            const bool isDisk = !isFolder && IsDiskName(name);
-            if (type == fs::file_type::directory || (type == fs::file_type::none && !isDisk)) {
-                below.push_back(std::move(path));
-            } else if (isDisk) {
-                disks.push_back(std::move(path));
-            }
-            return true;
-        });
+bool ReadFolder(const fs::path& folder, std::vector<fs::path>& disks, std::vector<fs::path>& below,
+                CFailure& failure) {
+    const auto take = [&](bool isFolder, const CPlatformName& name) {
+        fs::path path = folder / name;
+        const fs::file_type type = TypeOf(path);
+        const bool isDisk = !isFolder && IsDiskName(name);
+        if (type == fs::file_type::directory || (type == fs::file_type::none && !isDisk)) {
+            below.push_back(std::move(path));
+        } else if (isDisk) {
+            disks.push_back(std::move(path));
+        }
+    };
+    return ForEachItem(folder, take, failure);
 }
 
 }  // namespace
@@ -66,9 +64,14 @@ CDiskFolders FindDisksBelow(const fs::path& folder) {
         fs::path next = std::move(waiting.back());
         waiting.pop_back();
         std::vector<fs::path> below;
-        const bool complete = ReadFolder(next, found.disks, below);
+        CFailure failure;
+        const bool complete = ReadFolder(next, found.disks, below, failure);
         waiting.insert(waiting.end(), below.rbegin(), below.rend());
-        (complete ? found.folders : found.unreadable).push_back(std::move(next));
+        if (complete) {
+            found.folders.push_back(std::move(next));
+        } else {
+            found.unreadable.push_back(std::move(failure));
+        }
     }
     return found;
 }

@@ -4,13 +4,14 @@
 #include <filesystem>
 #include <vector>
 
+#include <vhdx_disk/failure.h>
 namespace NVHDXDisk {
 
 /// A folder with all folders below it, and the disk files in them. Each folder comes before those
 /// below it; the items of a folder come by name.
 struct CDiskFolders {
-    std::vector<std::filesystem::path> folders;     ///< that could be read
-    std::vector<std::filesystem::path> unreadable;  ///< folders that could not
+    std::vector<std::filesystem::path> folders;  ///< that could be read
+    std::vector<CFailure> unreadable;            ///< of folders that could not, why
     std::vector<std::filesystem::path> disks;
 };
 

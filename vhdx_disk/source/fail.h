@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include <vhdx_disk/failure.h>
 
@@ -15,6 +16,11 @@ inline bool Fail(CFailure& failure, CFailure::EKind kind, const std::filesystem:
                  const std::string& reason, int error = 0) {
     failure = MakeFailure(kind, file, reason, error);
     return false;
+}
+
+/// The text, and what the system calls the error, where it is one.
+inline std::string WithMessage(const std::string& text, int error) {
+    return error == 0 ? text : text + ": " + std::generic_category().message(error);
 }
 
 /// Whether bytes did not come because the system refused them or the file is another one now. That

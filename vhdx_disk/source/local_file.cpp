@@ -30,10 +30,6 @@ CDescriptorPool& Pool() {
     return *pool;
 }
 
-std::string WithMessage(const std::string& text, int error) {
-    return error == 0 ? text : text + ": " + std::generic_category().message(error);
-}
-
 bool FailToOpen(CFailure& failure, const fs::path& path, int error) {
     return Fail(failure, CFailure::cannotBeOpened, path,
                 WithMessage("the file cannot be opened", error), error);
@@ -158,11 +154,8 @@ public:
     /// Whoever may not look at a place has to be told that when it is opened.
     bool MayBeDisk(const fs::path& path) const override {
         std::error_code error;
-        if (KindOf(path, error) == fs::file_type::none) {
-            return true;
-        }
-        const std::optional<CFileState> state = StateOf(path);
-        return state && state->size >= NVHDX::NFormat::HeaderAreaSize;
+        const std::optional<CFileState> state = StateOf(path, error);
+        return error || (state && state->size >= NVHDX::NFormat::HeaderAreaSize);
     }
 };
 

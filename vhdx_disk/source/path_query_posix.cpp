@@ -4,22 +4,30 @@ namespace NVHDXDisk {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+/// The standard library also calls it an error that nothing is there.
+fs::file_type Told(const fs::file_status& status, std::error_code& error) {
+    if (status.type() == fs::file_type::not_found) {
+        error.clear();
+    }
+    return status.type();
+}
+
+}  // namespace
+
 fs::file_type KindOf(const fs::path& path, std::error_code& error) {
-    return fs::status(path, error).type();
+    const fs::file_status status = fs::status(path, error);
+    return Told(status, error);
 }
 
 fs::file_type KindOfLink(const fs::path& path, std::error_code& error) {
-    return fs::symlink_status(path, error).type();
+    const fs::file_status status = fs::symlink_status(path, error);
+    return Told(status, error);
 }
 
-bool IsFolder(const fs::path& path) {
-    std::error_code error;
-    return fs::is_directory(path, error);
-}
-
-std::optional<CFileState> StateOf(const fs::path& path) {
-    std::error_code error;
-    if (!fs::is_regular_file(path, error)) {
+std::optional<CFileState> StateOf(const fs::path& path, std::error_code& error) {
+    if (KindOf(path, error) != fs::file_type::regular) {
         return std::nullopt;
     }
     const std::uintmax_t size = fs::file_size(path, error);

@@ -106,15 +106,14 @@ fs::file_type KindOfLink(const fs::path& path, std::error_code& error) {
     return isLink ? fs::file_type::symlink : Ask(path, FILE_FLAG_OPEN_REPARSE_POINT, error);
 }
 
-bool IsFolder(const fs::path& path) {
-    std::error_code error;
-    return KindOf(path, error) == fs::file_type::directory;
-}
-
-std::optional<CFileState> StateOf(const fs::path& path) {
-    DWORD error = ERROR_SUCCESS;
-    const CHandle file = OpenToAsk(path, 0, error);
+std::optional<CFileState> StateOf(const fs::path& path, std::error_code& error) {
+    error.clear();
+    DWORD whyNotOpened = ERROR_SUCCESS;
+    const CHandle file = OpenToAsk(path, 0, whyNotOpened);
     BY_HANDLE_FILE_INFORMATION information = {};
+    if (!file && !SaysThatNothingIsThere(whyNotOpened)) {
+        error.assign(ErrorNumber(whyNotOpened), std::generic_category());
+    }
     if (!file || KindOf(file) != fs::file_type::regular ||
         GetFileInformationByHandle(file.get(), &information) == 0) {
         return std::nullopt;

@@ -4,6 +4,10 @@
 
 namespace NVHDXDisk {
 
+bool IsFolder(const std::filesystem::path& path, std::error_code& error) {
+    return KindOf(path, error) == std::filesystem::file_type::directory;
+}
+
 std::string TextOf(const std::filesystem::path& path) {
 #if defined(_WIN32)
     return Utf8(path.native());
