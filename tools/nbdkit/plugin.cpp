@@ -6,79 +6,37 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <string>
-#include <vector>
 
 #define NBDKIT_API_VERSION 2
 #include <nbdkit-plugin.h>
 
 #include <vhdx_disk/path_query.h>
 #include <vhdx_disk/reader.h>
+#include "tools/nbdkit/reader_pool.h"
+#include "tools/nbdkit/vanished_clients.h"
 
+// The most that `ThreadModel` may choose.
 #define THREAD_MODEL NBDKIT_THREAD_MODEL_PARALLEL
 
 namespace {
 
+using NPlugin::CReaderPool;
 using NVHDXDisk::CDisk;
 using NVHDXDisk::CExtent;
 using NVHDXDisk::CFailure;
-using NVHDXDisk::CReader;
 
 struct CSettings {
     std::string file;
     std::string folder;
     std::string disk;
     NVHDXDisk::CDiskOptions options;
+    std::optional<bool> parallel;
 };
 
 CSettings settings;
-std::shared_ptr<const CDisk> servedDisk;
-
-/// nbdkit works on several requests of one connection at a time, and a reader on one: a request
-/// takes a reader that nobody uses, and gives it back. There are never more of them than threads.
-class CConnection {
-public:
-    class CLease {
-    public:
-        explicit CLease(CConnection& connection)
-            : m_connection(connection), m_reader(connection.Take()) {}
-        ~CLease() { m_connection.GiveBack(std::move(m_reader)); }
-        CLease(const CLease&) = delete;
-        CLease& operator=(const CLease&) = delete;
-
-        CReader* operator->() const { return m_reader.get(); }
-
-    private:
-        CConnection& m_connection;
-        std::unique_ptr<CReader> m_reader;
-    };
-
-private:
-    std::unique_ptr<CReader> Take() {
-        const std::lock_guard lock(m_mutex);
-        if (m_idle.empty()) {
-            m_idle.reserve(++m_count);  // so that giving back cannot fail
-            return std::make_unique<CReader>(servedDisk);
-        }
-        auto reader = std::move(m_idle.back());
-        m_idle.pop_back();
-        return reader;
-    }
-
-    void GiveBack(std::unique_ptr<CReader> reader) {
-        const std::lock_guard lock(m_mutex);
-        m_idle.push_back(std::move(reader));
-    }
-
-    std::mutex m_mutex;
-    std::size_t m_count = 0;
-    std::vector<std::unique_ptr<CReader>> m_idle;
-};
-
-CConnection& Connection(void* handle) {
-    return *static_cast<CConnection*>(handle);
-}
+std::optional<CReaderPool> readers;
 
 int Refuse(int error, const std::string& reason) {
     nbdkit_error("%s", reason.c_str());
@@ -149,6 +107,9 @@ int Config(const char* key, const char* value) {
                 settings.options.log = flag ? NVHDXDisk::ELog::replay : NVHDXDisk::ELog::asItStands;
             });
         }
+        if (name == "parallel") {
+            return SetFlag(value, [](bool flag) { settings.parallel = flag; });
+        }
         return Refuse(EINVAL, "unknown parameter " + name);
     });
 }
@@ -183,40 +144,40 @@ int GetReady() {
                                   : std::filesystem::path(settings.file);
         settings.options.recordedPathsAdvice = "other-paths=true";
         CFailure failure;
-        servedDisk = CDisk::Open(path, settings.options, failure);
-        if (!servedDisk) {
+        const std::shared_ptr<const CDisk> disk = CDisk::Open(path, settings.options, failure);
+        if (!disk) {
             return Refuse(EINVAL, WithAdvice(failure));
         }
-        for (const NVHDXDisk::CFinding& finding : servedDisk->Findings()) {
+        for (const NVHDXDisk::CFinding& finding : disk->Findings()) {
             Say('"' + NVHDXDisk::TextOf(finding.file) + "\": " + finding.text);
         }
-        if (const auto entries = servedDisk->ReplayedEntries(); entries != 0) {
+        if (const auto entries = disk->ReplayedEntries(); entries != 0) {
             Say("log: " + std::to_string(entries) + (entries == 1 ? " entry" : " entries") +
                 " replayed in memory, the file is not changed");
         }
+        readers.emplace(disk);
         return 0;
     });
 }
 
+/// Several connections are served at a time in any case.
+int ThreadModel() {
+    return settings.parallel.value_or(NPlugin::OutlivesVanishedClients())
+               ? NBDKIT_THREAD_MODEL_PARALLEL
+               : NBDKIT_THREAD_MODEL_SERIALIZE_REQUESTS;
+}
+
+/// Connections have nothing of their own.
 void* Open(int) {
-    CConnection* connection = nullptr;
-    (void)Guarded([&] {
-        connection = new CConnection;
-        return 0;
-    });
-    return connection;
-}
-
-void Close(void* handle) {
-    delete static_cast<CConnection*>(handle);
+    return NBDKIT_HANDLE_NOT_NEEDED;
 }
 
 void Cleanup() {
-    servedDisk.reset();
+    readers.reset();
 }
 
 std::int64_t GetSize(void*) {
-    return static_cast<std::int64_t>(servedDisk->Size());
+    return static_cast<std::int64_t>(readers->Disk().Size());
 }
 
 int No(void*) {
@@ -227,9 +188,9 @@ int Yes(void*) {
     return 1;
 }
 
-int Read(void* handle, void* buffer, std::uint32_t count, std::uint64_t offset, std::uint32_t) {
+int Read(void*, void* buffer, std::uint32_t count, std::uint64_t offset, std::uint32_t) {
     return Guarded([&] {
-        const CConnection::CLease reader(Connection(handle));
+        const CReaderPool::CLease reader(*readers);
         CFailure failure;
         return reader->Read(offset, static_cast<unsigned char*>(buffer), count, failure)
                    ? 0
@@ -249,10 +210,10 @@ std::uint32_t TypeOf(const CExtent& extent) {
     return NBDKIT_EXTENT_HOLE | NBDKIT_EXTENT_ZERO;
 }
 
-int Extents(void* handle, std::uint32_t count, std::uint64_t offset, std::uint32_t flags,
+int Extents(void*, std::uint32_t count, std::uint64_t offset, std::uint32_t flags,
             nbdkit_extents* extents) {
     return Guarded([&] {
-        const CConnection::CLease reader(Connection(handle));
+        const CReaderPool::CLease reader(*readers);
         bool added = true;
         const auto add = [&](const CExtent& extent) {
             added = nbdkit_add_extent(extents, extent.offset, extent.length, TypeOf(extent)) == 0;
@@ -281,12 +242,14 @@ nbdkit_plugin Plugin() {
         "accept-changed-parent=true    Read a parent that was changed since its child was made, or "
         "of which nobody can tell, instead of refusing it\n"
         "replay=false                  Show the files as they stand, without the entries of their "
-        "logs that are pending";
+        "logs that are pending\n"
+        "parallel=BOOL                 Work on several requests of one connection at a time; false "
+        "where this nbdkit may end for all clients when one vanishes meanwhile";
     plugin.magic_config_key = "file";
+    plugin.thread_model = ThreadModel;
     plugin.get_ready = GetReady;
     plugin.cleanup = Cleanup;
     plugin.open = Open;
-    plugin.close = Close;
     plugin.get_size = GetSize;
     plugin.can_write = No;
     plugin.can_multi_conn = Yes;  // nobody can change what another connection reads
