@@ -78,7 +78,8 @@ std::vector<std::string> DiskParameters(const CServeOptions& options) {
 
 std::vector<std::string> NbdkitCommand(const CServeOptions& options) {
     const std::vector<std::string> disk = DiskParameters(options);
-    std::vector<std::string> command = {"nbdkit", "--foreground", "--readonly"};
+    // Of one client it works on no more requests at a time than the plugin has readers.
+    std::vector<std::string> command = {"nbdkit", "--foreground", "--readonly", "--threads=4"};
     if (options.port) {
         command.emplace_back("--ip-addr=localhost");
         command.push_back("--port=" + std::to_string(*options.port));
