@@ -10,6 +10,7 @@
 
 #include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/socket_address.h"
+#include "tools/vhdx/text.h"
 
 namespace NTool {
 
@@ -47,9 +48,9 @@ CPrivateFolder::CPrivateFolder() : m_path(MakeForSession()) {
     const fs::path temporary = fs::temp_directory_path(error);
     m_path = error ? fs::path() : MakeIn(temporary);
     if (m_path.empty()) {
-        throw CCommandFailure(
-            "no folder can be made for the socket in \"" + temporary.string() +
-            "\": " + (error ? error : std::error_code(errno, std::generic_category())).message());
+        error = error ? error : std::error_code(errno, std::generic_category());
+        throw CCommandFailure("no folder can be made for the socket in \"" +
+                              Printable(temporary.string()) + "\": " + error.message());
     }
 }
 
