@@ -73,6 +73,9 @@ std::vector<std::string> DiskParameters(const CServeOptions& options) {
     if (options.disk.log == NVHDXDisk::ELog::asItStands) {
         parameters.emplace_back("replay=false");
     }
+    if (options.disk.live) {
+        parameters.emplace_back("live=true");
+    }
     return parameters;
 }
 
@@ -132,6 +135,19 @@ int RunServe(const CServeOptions& options) {
 
 #endif
 
+/// --socket and --port.
+void AddPlaceArguments(CCommandSyntax& command, CServeOptions& options) {
+    const CArgument socket = command.AddText(
+        "--socket", "PATH", options.socket,
+        "Listen on this Unix socket, which only its owner can use, instead of a new one; one on "
+        "which nobody listens any more is replaced");
+    command
+        .AddNumber("--port", "N", 1, 65535, options.port,
+                   "Listen on this TCP port of this machine (the protocol's own is 10809) instead "
+                   "of a socket: every user of the machine can then read the disk")
+        .Excludes(socket);
+}
+
 }  // namespace
 
 void AddServe(CProgramSyntax& program, CChosenCommand& chosen) {
@@ -144,20 +160,17 @@ void AddServe(CProgramSyntax& program, CChosenCommand& chosen) {
     AddNoReplayArgument(command, options->disk.log,
                         "Serve the files as they stand, without the entries of their logs that are "
                         "pending");
-    const CArgument socket = command.AddText(
-        "--socket", "PATH", options->socket,
-        "Listen on this Unix socket, which only its owner can use, instead of a new one; one on "
-        "which nobody listens any more is replaced");
-    command
-        .AddNumber("--port", "N", 1, 65535, options->port,
-                   "Listen on this TCP port of this machine (the protocol's own is 10809) instead "
-                   "of a socket: every user of the machine can then read the disk")
-        .Excludes(socket);
+    command.AddFlag("--live", options->disk.live,
+                    "Also answer new clients when the disk was written since the server was "
+                    "started, instead of refusing them; they may see two states of it, and one "
+                    "line says so");
+    AddPlaceArguments(command, *options);
     command.SetFooter(
         "Without --socket and --port it makes a Unix socket that only its owner can use, in a new\n"
         "folder under $XDG_RUNTIME_DIR or for temporary files. When it is ready for clients, it\n"
         "prints the server's NBD URI on a line. Runs until Ctrl-C, and removes the socket.\n"
-        "Read-only. The disk must not be in use meanwhile.\n"
+        "Read-only. The disk must not be in use meanwhile: once it was written, no new client is\n"
+        "answered.\n"
         "Example: vhdx serve disk.avhdx --socket disk.sock");
     command.WhenChosen([&chosen, options] {
         chosen.subject = options->disk.file;
