@@ -17,7 +17,7 @@ namespace NTool {
 /// It does not take this process's place, because it leaves three things to who starts it: to make
 /// a socket that nobody else can use, to say when clients may come, and to remove the socket at the
 /// end. The socket is handed to it as a service manager would; that it is ready it tells by
-/// --pidfile, which names a pipe here. Whatever ends this process also ends nbdkit.
+/// --pidfile, which names a pipe here. Where this process is killed nbdkit is asked to end, too.
 class CServerProcess {
 public:
     /// `command` is nbdkit with its arguments, `socket` the one on which it is to listen, negative
