@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -204,6 +205,18 @@ TEST_F(ServeAccess, EndsTogetherWithNbdkit) {
     kill(server.Nbdkit(), SIGKILL);
     EXPECT_EQ(server.Stop(0), 128 + SIGKILL);
     EXPECT_EQ(NamesIn(server.SocketFolder()).size(), 0U);
+}
+
+TEST_F(ServeAccess, LeavesNoNbdkitBehindWhenItIsKilled) {
+    CServer server({Path("0.vhdx")});
+    ASSERT_TRUE(server.IsListening());
+    EXPECT_EQ(server.Stop(SIGKILL), 128 + SIGKILL);
+    int tries = 0;
+    while (CNbdClient(server.Socket()).IsConnected() && tries < 1000) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        ++tries;
+    }
+    EXPECT_LT(tries, 1000);
 }
 
 }  // namespace

@@ -83,6 +83,9 @@ CServer::CServer(EOfPlugin, const std::vector<std::string>& parameters) {
 
 CServer::~CServer() {
     (void)Kill();
+    if (m_group > 0) {
+        kill(-m_group, SIGKILL);  // nbdkit, where only `vhdx` was ended
+    }
     if (m_output >= 0) {
         close(m_output);
     }
@@ -97,7 +100,8 @@ void CServer::Start(std::vector<std::string> command) {
     if (m_process == 0) {
         Become(command, ends[1]);
     }
-    setpgid(m_process, m_process);
+    m_group = m_process;
+    setpgid(m_process, m_group);
     close(ends[1]);
     m_output = ends[0];
 }
@@ -151,7 +155,7 @@ int CServer::Kill() {
     if (m_process <= 0) {
         return -1;
     }
-    kill(-m_process, SIGKILL);
+    kill(-m_group, SIGKILL);
     return WaitForEnd();
 }
 
@@ -160,7 +164,7 @@ int CServer::WaitForEnd() {
     int status = 0;
     while (waitpid(m_process, &status, WNOHANG) == 0) {
         if (CClock::now() > end) {
-            kill(-m_process, SIGKILL);
+            kill(-m_group, SIGKILL);
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }

@@ -57,7 +57,8 @@ private:
 
     CTemporaryFolder m_folder;
     std::string m_uri;
-    pid_t m_process = -1;
+    pid_t m_process = -1;  ///< positive until its end was seen
+    pid_t m_group = -1;
     int m_output = -1;
 };
 
