@@ -58,6 +58,7 @@ CServerProcess::CServerProcess(const CSignalPipe& signals, std::vector<std::stri
     command.insert(command.begin() + 1,
                    {"--exit-with-parent", "--pidfile=/dev/fd/" + std::to_string(PipePlace)});
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string& argument : command) {
         arguments.push_back(argument.data());
     }
