@@ -139,11 +139,10 @@ int FreePort() {
 
 /// The addresses of this machine on which somebody listens at the port, as the system writes them.
 std::vector<std::string> ListeningAt(const std::string& port) {
-    const CChildResult result =
-        RunChild({"awk", "-v", "port=" + port,
-                  R"($4 == "0A" && split($2, at, ":") && at[2] == sprintf("%04X", port) )"
-                  "{ print at[1] }",
-                  "/proc/net/tcp", "/proc/net/tcp6"});
+    const std::string listening = R"($4 == "0A" && split($2, at, ":"))";
+    const std::string atPort = R"( && at[2] == sprintf("%04X", port) { print at[1] })";
+    const CChildResult result = RunChild(
+        {"awk", "-v", "port=" + port, listening + atPort, "/proc/net/tcp", "/proc/net/tcp6"});
     std::istringstream lines(result.output);
     return {std::istream_iterator<std::string>(lines), {}};
 }

@@ -188,6 +188,7 @@ TEST_F(ServeClients, OfManyBitmapsTakeLittleMemory) {
     ASSERT_TRUE(server.IsListening());
     std::vector<std::thread> threads;
     std::vector<int> right(32);
+    threads.reserve(right.size());
     for (int& isRight : right) {
         threads.emplace_back([&server, &isRight] {
             CNbdClient client(server.Socket());
@@ -227,6 +228,7 @@ TEST_F(ServeClients, OfALongChainTakeFewDescriptorsAndLittleMemory) {
     }
     std::vector<std::thread> threads;
     std::vector<int> right(count);
+    threads.reserve(count);
     for (std::size_t client = 0; client < count; ++client) {
         threads.emplace_back([&, client] {
             right[client] = ReadsAll(*clients[client], m_chain.Content(), 256 * KiB);

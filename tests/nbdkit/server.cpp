@@ -29,6 +29,7 @@ const std::string UriStart = "nbd+unix:///?socket=";
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(output, STDOUT_FILENO);
     std::vector<char*> words;
+    words.reserve(command.size() + 1);
     for (std::string& word : command) {
         words.push_back(word.data());
     }
