@@ -256,17 +256,17 @@ TEST_F(Serve, EndsCleanlyOnCtrlC) {
 TEST_F(Serve, ReplacesTheSocketOfAServerThatWasKilled) {
     const CChainModel chain = PlainDisk();
     chain.WriteTo(m_folder.Path());
-    CServer killed({Path("0.vhdx")}, Path("socket"));
+    CServer killed({Path("0.vhdx"), "--socket", Path("socket")});
     ASSERT_TRUE(killed.IsListening());
     EXPECT_EQ(killed.Kill(), 128 + SIGKILL);
     ASSERT_TRUE(std::filesystem::is_socket(Path("socket")));
-    ExpectServed(CServer({Path("0.vhdx")}, Path("socket")), chain);
+    ExpectServed(CServer({Path("0.vhdx"), "--socket", Path("socket")}), chain);
 }
 
 TEST_F(Serve, LeavesASocketOnWhichSomebodyListens) {
     const CChainModel chain = PlainDisk();
     chain.WriteTo(m_folder.Path());
-    const CServer server({Path("0.vhdx")}, Path("socket"));
+    const CServer server({Path("0.vhdx"), "--socket", Path("socket")});
     ASSERT_TRUE(server.IsListening());
     const CChildResult second =
         RunChild(ServeCommand({Path("0.vhdx"), "--socket", Path("socket")}));

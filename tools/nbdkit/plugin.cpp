@@ -1,175 +1,54 @@
 // The nbdkit plugin: a disk as its guest sees it, over the network block device protocol.
 
+#include <atomic>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <exception>
-#include <filesystem>
 #include <memory>
-#include <mutex>
+#include <optional>
 #include <string>
-#include <vector>
 
 #define NBDKIT_API_VERSION 2
 #include <nbdkit-plugin.h>
 
 #include <vhdx_disk/path_query.h>
 #include <vhdx_disk/reader.h>
+#include "tools/nbdkit/messages.h"
+#include "tools/nbdkit/reader_pool.h"
+#include "tools/nbdkit/settings.h"
+#include "tools/nbdkit/vanished_clients.h"
 
+// The most that `ThreadModel` may choose.
 #define THREAD_MODEL NBDKIT_THREAD_MODEL_PARALLEL
 
 namespace {
 
+using NPlugin::CReaderPool;
+using NPlugin::Guarded;
+using NPlugin::Refuse;
+using NPlugin::Say;
 using NVHDXDisk::CDisk;
 using NVHDXDisk::CExtent;
 using NVHDXDisk::CFailure;
-using NVHDXDisk::CReader;
 
-struct CSettings {
-    std::string file;
-    std::string folder;
-    std::string disk;
-    NVHDXDisk::CDiskOptions options;
-};
-
-CSettings settings;
-std::shared_ptr<const CDisk> servedDisk;
-
-/// nbdkit works on several requests of one connection at a time, and a reader on one: a request
-/// takes a reader that nobody uses, and gives it back. There are never more of them than threads.
-class CConnection {
-public:
-    class CLease {
-    public:
-        explicit CLease(CConnection& connection)
-            : m_connection(connection), m_reader(connection.Take()) {}
-        ~CLease() { m_connection.GiveBack(std::move(m_reader)); }
-        CLease(const CLease&) = delete;
-        CLease& operator=(const CLease&) = delete;
-
-        CReader* operator->() const { return m_reader.get(); }
-
-    private:
-        CConnection& m_connection;
-        std::unique_ptr<CReader> m_reader;
-    };
-
-private:
-    std::unique_ptr<CReader> Take() {
-        const std::lock_guard lock(m_mutex);
-        if (m_idle.empty()) {
-            m_idle.reserve(++m_count);  // so that giving back cannot fail
-            return std::make_unique<CReader>(servedDisk);
-        }
-        auto reader = std::move(m_idle.back());
-        m_idle.pop_back();
-        return reader;
-    }
-
-    void GiveBack(std::unique_ptr<CReader> reader) {
-        const std::lock_guard lock(m_mutex);
-        m_idle.push_back(std::move(reader));
-    }
-
-    std::mutex m_mutex;
-    std::size_t m_count = 0;
-    std::vector<std::unique_ptr<CReader>> m_idle;
-};
-
-CConnection& Connection(void* handle) {
-    return *static_cast<CConnection*>(handle);
-}
-
-int Refuse(int error, const std::string& reason) {
-    nbdkit_error("%s", reason.c_str());
-    nbdkit_set_error(error);
-    return -1;
-}
-
-/// What is no error: nbdkit itself says only errors.
-void Say(const std::string& text) {
-    static_cast<void>(std::fprintf(stderr, "nbdkit: vhdx: %s\n", text.c_str()));
-}
-
-/// No exception may reach nbdkit, which is C.
-template <class TRun>
-int Guarded(TRun run) {
-    try {
-        return run();
-    } catch (const std::bad_alloc&) {
-        return Refuse(ENOMEM, "there is not enough memory");
-    } catch (const std::exception& error) {
-        return Refuse(EIO, error.what());
-    }
-}
-
-/// Runs `set` with what the parameter says, where it is a truth value.
-template <class TSet>
-int SetFlag(const char* value, TSet set) {
-    const int flag = nbdkit_parse_bool(value);
-    if (flag < 0) {
-        return -1;
-    }
-    set(flag != 0);
-    return 0;
-}
-
-/// nbdkit changes its folder when it goes to the background.
-int SetPath(std::string& setting, const char* value) {
-    char* path = nbdkit_absolute_path(value);
-    if (path == nullptr) {
-        return -1;
-    }
-    setting = path;
-    std::free(path);
-    return 0;
-}
+NPlugin::CSettings settings;
+std::optional<CReaderPool> readers;
 
 int Config(const char* key, const char* value) {
-    return Guarded([&] {
-        const std::string name = key;
-        if (name == "file") {
-            return SetPath(settings.file, value);
-        }
-        if (name == "folder") {
-            return SetPath(settings.folder, value);
-        }
-        if (name == "disk") {
-            settings.disk = value;
-            return 0;
-        }
-        if (name == "other-paths") {
-            return SetFlag(value, [](bool flag) { settings.options.recordedPaths = flag; });
-        }
-        if (name == "accept-changed-parent") {
-            return SetFlag(value, [](bool flag) { settings.options.acceptChangedParent = flag; });
-        }
-        if (name == "replay") {
-            return SetFlag(value, [](bool flag) {
-                settings.options.log = flag ? NVHDXDisk::ELog::replay : NVHDXDisk::ELog::asItStands;
-            });
-        }
-        return Refuse(EINVAL, "unknown parameter " + name);
-    });
+    return Guarded([&] { return NPlugin::TakeParameter(settings, key, value); });
 }
 
 int ConfigComplete() {
-    const bool ofFile = !settings.file.empty() && settings.folder.empty() && settings.disk.empty();
-    const bool ofFolder =
-        settings.file.empty() && !settings.folder.empty() && !settings.disk.empty();
-    if (!ofFile && !ofFolder) {
-        return Refuse(EINVAL, "give either file=DISK, or folder=FOLDER and disk=NAME");
-    }
-    return 0;
+    return Guarded([] { return NPlugin::CheckParameters(settings); });
 }
 
-/// Why the disk cannot be opened, with the parameter that helps where there is one.
+/// Why the disk cannot be opened or served, with the parameter that helps where there is one.
 std::string WithAdvice(const CFailure& failure) {
     switch (failure.kind) {
         case CFailure::logNotReplayed:
             return failure.text + " (replay=false shows the file as it stands)";
         case CFailure::parentChanged:
             return failure.text + "; accept-changed-parent=true reads it all the same";
+        case CFailure::changedMeanwhile:
+            return failure.text + "; live=true serves it all the same";
         default:
             return failure.text;
     }
@@ -178,45 +57,59 @@ std::string WithAdvice(const CFailure& failure) {
 /// Opens the chain once, before the first client, so that a bad disk ends nbdkit with the reason.
 int GetReady() {
     return Guarded([] {
-        const std::filesystem::path path =
-            settings.file.empty() ? std::filesystem::path(settings.folder) / settings.disk
-                                  : std::filesystem::path(settings.file);
         settings.options.recordedPathsAdvice = "other-paths=true";
         CFailure failure;
-        servedDisk = CDisk::Open(path, settings.options, failure);
-        if (!servedDisk) {
+        const std::shared_ptr<const CDisk> disk =
+            CDisk::Open(settings.Path(), settings.options, failure);
+        if (!disk) {
             return Refuse(EINVAL, WithAdvice(failure));
         }
-        for (const NVHDXDisk::CFinding& finding : servedDisk->Findings()) {
+        for (const NVHDXDisk::CFinding& finding : disk->Findings()) {
             Say('"' + NVHDXDisk::TextOf(finding.file) + "\": " + finding.text);
         }
-        if (const auto entries = servedDisk->ReplayedEntries(); entries != 0) {
+        if (const auto entries = disk->ReplayedEntries(); entries != 0) {
             Say("log: " + std::to_string(entries) + (entries == 1 ? " entry" : " entries") +
                 " replayed in memory, the file is not changed");
         }
+        readers.emplace(disk);
         return 0;
     });
 }
 
+/// Several connections are served at a time in any case.
+int ThreadModel() {
+    return settings.parallel.value_or(NPlugin::OutlivesVanishedClients())
+               ? NBDKIT_THREAD_MODEL_PARALLEL
+               : NBDKIT_THREAD_MODEL_SERIALIZE_REQUESTS;
+}
+
+/// Who opens a disk for writing while it is served leaves the server with two states of it.
+int CheckUnchanged() {
+    static std::atomic_flag isTold;
+    CFailure failure;
+    if (readers->Disk().CheckUnchanged(failure)) {
+        return 0;
+    }
+    if (!settings.options.live || failure.kind != CFailure::changedMeanwhile) {
+        return Refuse(EIO, WithAdvice(failure));
+    }
+    if (!isTold.test_and_set()) {
+        Say(failure.text + "; it is served all the same, and may be of two states");
+    }
+    return 0;
+}
+
+/// Connections have nothing of their own.
 void* Open(int) {
-    CConnection* connection = nullptr;
-    (void)Guarded([&] {
-        connection = new CConnection;
-        return 0;
-    });
-    return connection;
-}
-
-void Close(void* handle) {
-    delete static_cast<CConnection*>(handle);
+    return Guarded(CheckUnchanged) == 0 ? NBDKIT_HANDLE_NOT_NEEDED : nullptr;
 }
 
 void Cleanup() {
-    servedDisk.reset();
+    readers.reset();
 }
 
 std::int64_t GetSize(void*) {
-    return static_cast<std::int64_t>(servedDisk->Size());
+    return static_cast<std::int64_t>(readers->Disk().Size());
 }
 
 int No(void*) {
@@ -227,9 +120,9 @@ int Yes(void*) {
     return 1;
 }
 
-int Read(void* handle, void* buffer, std::uint32_t count, std::uint64_t offset, std::uint32_t) {
+int Read(void*, void* buffer, std::uint32_t count, std::uint64_t offset, std::uint32_t) {
     return Guarded([&] {
-        const CConnection::CLease reader(Connection(handle));
+        const CReaderPool::CLease reader(*readers);
         CFailure failure;
         return reader->Read(offset, static_cast<unsigned char*>(buffer), count, failure)
                    ? 0
@@ -249,10 +142,10 @@ std::uint32_t TypeOf(const CExtent& extent) {
     return NBDKIT_EXTENT_HOLE | NBDKIT_EXTENT_ZERO;
 }
 
-int Extents(void* handle, std::uint32_t count, std::uint64_t offset, std::uint32_t flags,
+int Extents(void*, std::uint32_t count, std::uint64_t offset, std::uint32_t flags,
             nbdkit_extents* extents) {
     return Guarded([&] {
-        const CConnection::CLease reader(Connection(handle));
+        const CReaderPool::CLease reader(*readers);
         bool added = true;
         const auto add = [&](const CExtent& extent) {
             added = nbdkit_add_extent(extents, extent.offset, extent.length, TypeOf(extent)) == 0;
@@ -273,20 +166,12 @@ nbdkit_plugin Plugin() {
     plugin.description = "Serves a disk file with all its parents, read-only.";
     plugin.config = Config;
     plugin.config_complete = ConfigComplete;
-    plugin.config_help =
-        "file=DISK                     The disk file (.vhdx or .avhdx); its parents are found\n"
-        "folder=FOLDER disk=NAME       The same by the name of a file in a folder\n"
-        "other-paths=true              Look for parents at the absolute paths that the files keep "
-        "too\n"
-        "accept-changed-parent=true    Read a parent that was changed since its child was made, or "
-        "of which nobody can tell, instead of refusing it\n"
-        "replay=false                  Show the files as they stand, without the entries of their "
-        "logs that are pending";
+    plugin.config_help = NPlugin::ParameterHelp;
     plugin.magic_config_key = "file";
+    plugin.thread_model = ThreadModel;
     plugin.get_ready = GetReady;
     plugin.cleanup = Cleanup;
     plugin.open = Open;
-    plugin.close = Close;
     plugin.get_size = GetSize;
     plugin.can_write = No;
     plugin.can_multi_conn = Yes;  // nobody can change what another connection reads

@@ -1,14 +1,20 @@
 #include <array>
-#include <cerrno>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
 
 #if !defined(_WIN32)
-#include <unistd.h>
-
+#include "tools/vhdx/command_line.h"
+#include "tools/vhdx/listening_socket.h"
+#include "tools/vhdx/nbd_uri.h"
+#include "tools/vhdx/output.h"
+#include "tools/vhdx/private_folder.h"
+#include "tools/vhdx/server_process.h"
+#include "tools/vhdx/socket_address.h"
 #include "tools/vhdx/socket_place.h"
 #endif
 
@@ -26,11 +32,12 @@ struct CServeOptions {
     CFileOptions disk;
     CChainOptions chain;
     std::string socket;
+    std::optional<std::uint32_t> port;
 };
 
 #if defined(_WIN32)
 
-void RunServe(const CServeOptions&) {
+int RunServe(const CServeOptions&) {
     throw CCommandFailure("nbdkit does not run on Windows");
 }
 
@@ -66,40 +73,80 @@ std::vector<std::string> DiskParameters(const CServeOptions& options) {
     if (options.disk.log == NVHDXDisk::ELog::asItStands) {
         parameters.emplace_back("replay=false");
     }
+    if (options.disk.live) {
+        parameters.emplace_back("live=true");
+    }
     return parameters;
 }
 
 std::vector<std::string> NbdkitCommand(const CServeOptions& options) {
     const std::vector<std::string> disk = DiskParameters(options);
-    std::vector<std::string> command = {"nbdkit", "--foreground", "--readonly"};
-    if (options.socket.empty()) {
+    // Of one client it works on no more requests at a time than the plugin has readers.
+    std::vector<std::string> command = {"nbdkit", "--foreground", "--readonly", "--threads=4"};
+    if (options.port) {
         command.emplace_back("--ip-addr=localhost");
-    } else {
-        command.push_back("--unix=" + options.socket);
+        command.push_back("--port=" + std::to_string(*options.port));
     }
     command.push_back(FindPlugin().string());
     command.insert(command.end(), disk.begin(), disk.end());
     return command;
 }
 
-/// nbdkit takes this command's place, so that Ctrl-C and its exit status are its own.
-void RunServe(const CServeOptions& options) {
-    std::vector<std::string> command = NbdkitCommand(options);
+/// What the server's user waits for: from here on clients are answered.
+void PrintUri(const std::string& uri) {
+    COutput output = COutput::Standard();
+    output.Append(uri + "\n");
+    output.Flush();
+}
+
+/// For clients in any folder, where a socket can be reached by such a path.
+std::string ForClients(const std::string& socket) {
+    const std::string path = fs::absolute(PathOf(socket)).string();
+    return FitsSocket(path) ? path : socket;
+}
+
+int ServeOnSocket(const CSignalPipe& signals, const std::vector<std::string>& command,
+                  const std::string& path) {
+    CListeningSocket socket(path);
+    CServerProcess server(signals, command, socket.Descriptor());
+    socket.Close();
+    return server.Run([&path] { PrintUri(UriOfSocket(ForClients(path))); });
+}
+
+int ServeOnPort(const CSignalPipe& signals, const std::vector<std::string>& command,
+                std::uint32_t port) {
+    CServerProcess server(signals, command, -1);
+    return server.Run([port] { PrintUri(UriOfPort(port)); });
+}
+
+int RunServe(const CServeOptions& options) {
+    const std::vector<std::string> command = NbdkitCommand(options);
+    const CSignalPipe signals;
+    if (options.port) {
+        return ServeOnPort(signals, command, *options.port);
+    }
     if (!options.socket.empty()) {
         MakeRoomForSocket(options.socket);
+        return ServeOnSocket(signals, command, options.socket);
     }
-    std::vector<char*> arguments;
-    arguments.reserve(command.size() + 1);
-    for (std::string& argument : command) {
-        arguments.push_back(argument.data());
-    }
-    arguments.push_back(nullptr);
-    execvp(arguments[0], arguments.data());
-    throw CCommandFailure(
-        "nbdkit", errno == ENOENT ? "is not installed" : std::generic_category().message(errno));
+    const CPrivateFolder folder;
+    return ServeOnSocket(signals, command, (folder / "socket").string());
 }
 
 #endif
+
+/// --socket and --port.
+void AddPlaceArguments(CCommandSyntax& command, CServeOptions& options) {
+    const CArgument socket = command.AddText(
+        "--socket", "PATH", options.socket,
+        "Listen on this Unix socket, which only its owner can use, instead of a new one; one on "
+        "which nobody listens any more is replaced");
+    command
+        .AddNumber("--port", "N", 1, 65535, options.port,
+                   "Listen on this TCP port of this machine (the protocol's own is 10809) instead "
+                   "of a socket: every user of the machine can then read the disk")
+        .Excludes(socket);
+}
 
 }  // namespace
 
@@ -113,13 +160,22 @@ void AddServe(CProgramSyntax& program, CChosenCommand& chosen) {
     AddNoReplayArgument(command, options->disk.log,
                         "Serve the files as they stand, without the entries of their logs that are "
                         "pending");
-    command.AddText("--socket", "PATH", options->socket,
-                    "Listen on this Unix socket instead of TCP port 10809 of this machine; one on "
-                    "which nobody listens any more is replaced");
+    command.AddFlag("--live", options->disk.live,
+                    "Also answer new clients when the disk was written since the server was "
+                    "started, instead of refusing them; they may see two states of it, and one "
+                    "line says so");
+    AddPlaceArguments(command, *options);
     command.SetFooter(
-        "Read-only; runs until Ctrl-C. The disk must not be in use meanwhile.\n"
+        "Without --socket and --port it makes a Unix socket that only its owner can use, in a new\n"
+        "folder under $XDG_RUNTIME_DIR or for temporary files. When it is ready for clients, it\n"
+        "prints the server's NBD URI on a line. Runs until Ctrl-C, and removes the socket.\n"
+        "Read-only. The disk must not be in use meanwhile: once it was written, no new client is\n"
+        "answered.\n"
         "Example: vhdx serve disk.avhdx --socket disk.sock");
-    Choose(command, chosen, options, RunServe);
+    command.WhenChosen([&chosen, options] {
+        chosen.subject = options->disk.file;
+        chosen.run = [&chosen, options] { chosen.doneStatus = RunServe(*options); };
+    });
 }
 
 }  // namespace NTool

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,6 +10,7 @@
 
 #include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
+#include "tools/vhdx/socket_address.h"
 
 namespace NTool {
 
@@ -18,21 +18,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-sockaddr_un AddressOf(const std::string& name) {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    if (name.size() >= sizeof address.sun_path) {
-        throw CCommandFailure(name,
-                              "the path is too long for a socket; give it relative to the folder");
-    }
-    name.copy(address.sun_path, name.size());
-    return address;
-}
-
 /// The errno of a connection to the socket, 0 when somebody takes it. Does not wait for a server
 /// that has many to wait for.
 int TryToConnect(const std::string& name) {
-    const sockaddr_un address = AddressOf(name);
+    const sockaddr_un address = SocketAddress(name);
     const int client = socket(AF_UNIX, SOCK_STREAM, 0);
     int error = errno;
     if (client >= 0) {
@@ -63,7 +52,7 @@ void RemoveIfDeserted(const std::string& name) {
 }  // namespace
 
 void MakeRoomForSocket(const std::string& name) {
-    (void)AddressOf(name);
+    (void)SocketAddress(name);
     std::error_code error;
     switch (fs::symlink_status(PathOf(name), error).type()) {
         case fs::file_type::not_found:
