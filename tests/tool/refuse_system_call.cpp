@@ -19,6 +19,7 @@ namespace {
 const std::map<std::string, unsigned> numbers = {
     {"copy_file_range", SYS_copy_file_range},
     {"fallocate", SYS_fallocate},
+    {"fsync", SYS_fsync},
     {"pwrite64", SYS_pwrite64},
 };
 

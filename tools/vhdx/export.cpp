@@ -30,6 +30,7 @@ struct CExportOptions {
     EProgress progress = EProgress::automatic;
     bool force = false;
     bool verify = false;
+    ESync sync = ESync::needed;
 };
 
 void CheckOutput(const std::string& output, const NVHDXDisk::CDisk& disk) {
@@ -66,7 +67,7 @@ void MakeImage(const CExportOptions& options) {
     }
     const CDiskPointer disk = OpenDisk(options.disk, options.chain);
     CheckOutput(options.output, *disk);
-    COutputFile file(options.output, options.disk.file,
+    COutputFile file(options.output, options.disk.file, options.sync,
                      options.force ? COutputFile::mayReplace : COutputFile::mustBeNew);
     CImageFile raw(file.WrittenPath(), options.output, CImageFile::toReadAndWrite);
     FillImage(disk, raw, options.progress);
@@ -138,6 +139,7 @@ void AddExport(CProgramSyntax& program, CChosenCommand& chosen) {
     command.AddFlag("--verify", options->verify,
                     "Read back what was written and compare it with the disk; OUT only appears "
                     "when it is the same");
+    AddNoSyncArgument(command, options->sync);
     AddProgressArgument(command, options->progress);
     command.SetFooter(
         "Of a checkpoint this is the disk as it was then: the file and all its parents, which are\n"

@@ -25,11 +25,11 @@ int Move(const fs::path& file, const fs::path& place, DWORD flags) {
 }  // namespace
 
 int MoveOver(const fs::path& file, const fs::path& place) {
-    return Move(file, place, MOVEFILE_REPLACE_EXISTING);
+    return Move(file, place, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
 }
 
 int MoveToFreePlace(const fs::path& file, const fs::path& place) {
-    return Move(file, place, 0);
+    return Move(file, place, MOVEFILE_WRITE_THROUGH);
 }
 
 int Remove(const fs::path& file) noexcept {

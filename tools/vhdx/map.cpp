@@ -23,6 +23,7 @@ struct CMapOptions {
     bool sectors = false;
     CChainOptions chain;
     std::string picture;
+    ESync sync = ESync::needed;
 };
 
 /// A run of blocks in bytes of the disk: the last one ends with the disk.
@@ -106,7 +107,7 @@ void DrawPicture(const CMapOptions& options) {
         return;
     }
     CheckNotRead(options.picture, *disk);
-    COutputFile file(options.picture, options.disk.file);
+    COutputFile file(options.picture, options.disk.file, options.sync);
     DrawDisk(disk, leavesToParents, file.Output());
     CheckUnchanged(*disk, options.disk);
     file.Commit();
@@ -162,6 +163,7 @@ void AddMap(CProgramSyntax& program, CChosenCommand& chosen) {
                  "Draw the disk into this file instead: a cell for each block or group of "
                  "blocks, with --merged a colour for each file of the chain; - for standard output")
         .Excludes(model);
+    AddNoSyncArgument(command, options->sync).Needs(command.Find("--svg"));
     AddChainArguments(command, options->chain);
     command.Find("--other-paths").Needs(merged);
     command.Find("--accept-changed-parent").Needs(merged);

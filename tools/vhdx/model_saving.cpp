@@ -52,9 +52,10 @@ void Serialize(const fs::path& path, const std::string& name, const CModel& mode
 }
 
 /// The model is of no use without its identity, and is taken away when that cannot be written.
-void WriteIdentity(const fs::path& model, const std::string& disk, const std::string& text) {
+void WriteIdentity(const fs::path& model, const std::string& disk, const std::string& text,
+                   ESync sync) {
     try {
-        COutputFile file(NVHDXDisk::TextOf(IdentityPlace(model)), disk);
+        COutputFile file(NVHDXDisk::TextOf(IdentityPlace(model)), disk, sync);
         file.Output().Append(text);
         file.Commit();
     } catch (const CCommandFailure&) {
@@ -95,14 +96,14 @@ void CheckModelPlace(const std::string& name) {
 }
 
 void SaveModel(const std::string& name, const std::string& disk, const CModel& model,
-               const CDiskIdentity& identity) {
+               const CDiskIdentity& identity, ESync sync) {
     CheckSavable(model);
-    COutputFile file(name, disk);
+    COutputFile file(name, disk, sync);
     Serialize(file.WrittenPath(), name, model);
     const std::string text = IdentityText(identity, file.WrittenPath());
     RemoveIdentity(PathOf(name), disk);
     file.Commit();
-    WriteIdentity(PathOf(name), disk, text);
+    WriteIdentity(PathOf(name), disk, text, sync);
 }
 
 }  // namespace NTool

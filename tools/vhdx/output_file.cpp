@@ -32,6 +32,14 @@ std::FILE* OpenToWrite(const fs::path& path, bool mustBeNew) {
 #endif
 }
 
+int DescriptorOf(std::FILE* file) {
+#if defined(_WIN32)
+    return _fileno(file);
+#else
+    return fileno(file);
+#endif
+}
+
 }  // namespace
 
 void CheckNotRead(const std::string& output, const fs::path& source) {
@@ -40,8 +48,10 @@ void CheckNotRead(const std::string& output, const fs::path& source) {
     }
 }
 
-COutputFile::COutputFile(const std::string& path, const std::string& source, EReplace replace)
+COutputFile::COutputFile(const std::string& path, const std::string& source, ESync sync,
+                         EReplace replace)
     : m_name(path),
+      m_sync(sync),
       m_replace(replace),
       // The place that a link leads to, so that the link itself stays.
       m_path(NVHDXDisk::Canonical(PathOf(path))) {
@@ -100,6 +110,7 @@ void COutputFile::OpenDirectly() {
 
 void COutputFile::Commit() {
     m_output->Flush();
+    MakeBytesDurable();
     errno = 0;
     if (std::fclose(std::exchange(m_file, nullptr)) != 0) {
         m_output->Fail(errno);
@@ -110,6 +121,16 @@ void COutputFile::Commit() {
     TakePlace();
     m_temporary.clear();
     m_guard.reset();
+    MakePlaceDurable();
+}
+
+/// Before the result has its name: a name without the bytes is what a power cut could leave.
+void COutputFile::MakeBytesDurable() {
+    if (m_sync == ESync::needed) {
+        if (const int error = MakeDurable(DescriptorOf(m_file)); error != 0) {
+            m_output->Fail(error);
+        }
+    }
 }
 
 void COutputFile::TakePlace() {
@@ -127,6 +148,16 @@ void COutputFile::TakePlace() {
     }
     if (error != 0) {
         m_output->Fail(error);
+    }
+}
+
+void COutputFile::MakePlaceDurable() const {
+    if (m_sync == ESync::needed) {
+        if (const int error = MakeNameDurable(m_path); error != 0) {
+            throw CCommandFailure(m_name,
+                                  "is complete and in its place, but a power cut may undo that: " +
+                                      std::generic_category().message(error));
+        }
     }
 }
 
