@@ -26,6 +26,7 @@
 #endif
 
 #include "tools/vhdx/command_failure.h"
+#include "tools/vhdx/durable.h"
 
 namespace NTool {
 
@@ -267,15 +268,14 @@ CImageFile::CStored CImageFile::NextStored(std::uint64_t begin, std::uint64_t en
     return {std::clamp(m_known.run.begin, begin, end), std::min(m_known.run.end, end)};
 }
 
-void CImageFile::Settle() {
-#if defined(_WIN32)
-    const int result = _commit(m_file);
-#else
-    const int result = fsync(m_file);
-#endif
-    if (result != 0) {
-        Fail("cannot be written", errno);
+void CImageFile::MakeDurable() {
+    if (const int error = NTool::MakeDurable(m_file); error != 0) {
+        Fail("cannot be written", error);
     }
+}
+
+void CImageFile::Settle() {
+    MakeDurable();
 #if defined(POSIX_FADV_DONTNEED)
     // What stays in memory would be compared with itself. A system that keeps it does no harm.
     (void)posix_fadvise(m_file, 0, 0, POSIX_FADV_DONTNEED);

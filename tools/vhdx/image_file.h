@@ -45,6 +45,8 @@ public:
     /// cannot tell.
     CStored NextStored(std::uint64_t begin, std::uint64_t end) const;
 
+    /// The bytes outlast a power cut.
+    void MakeDurable();
     /// The bytes reach the disk, and what is read from now on comes from there.
     void Settle();
     /// Reports what the system noticed no earlier than now.
