@@ -24,10 +24,10 @@ set -m
 export=$!
 set +m
 for _ in $(seq 600); do
-    [ ! -e disk.raw.part0 ] || break
+    ! compgen -G 'vhdx-*.part' >/dev/null || break
     sleep 0.05
 done
-[ -e disk.raw.part0 ] || { echo "the export did not start"; exit 1; }
+compgen -G 'vhdx-*.part' >/dev/null || { echo "the export did not start"; exit 1; }
 sleep 0.1
 kill -INT "$export"
 status=0

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/command_line.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/output_file.h"
 
@@ -70,7 +71,7 @@ void RunBitmap(const CBitmapOptions& options) {
         WriteBitmap(*area, output);
         return;
     }
-    COutputFile file(options.output, options.disk.file, options.sync);
+    COutputFile file(options.output, {PathOf(options.disk.file)}, options.sync);
     WriteBitmap(*area, file.Output());
     file.Commit();
 }

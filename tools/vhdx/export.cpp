@@ -68,14 +68,13 @@ void MakeImage(const CExportOptions& options) {
     }
     const CDiskPointer disk = OpenDisk(options.disk, options.chain);
     CheckOutput(options.output, *disk);
-    COutputFile file(options.output, options.disk.file, options.sync,
+    COutputFile file(options.output, PathsOf(*disk), options.sync,
                      options.force ? COutputFile::mayReplace : COutputFile::mustBeNew);
-    CImageFile raw(file.WrittenPath(), options.output, CImageFile::toReadAndWrite);
+    CImageFile raw(file.Descriptor(), options.output);
     FillImage(disk, raw, options.progress);
     if (options.verify) {
         VerifyImage(disk, {{0, disk->Size()}}, raw, options.progress);
     }
-    raw.Close();
     file.Commit();
     RemoveUpdateMark(options.output, options.sync);
 }

@@ -38,9 +38,6 @@ int Remove(const fs::path& file) noexcept {
                                                                    : NVHDXDisk::ErrorNumber(error);
 }
 
-/// Windows refuses to replace a file that is read-only, and knows no other permissions here.
-void CopyPermissions(const fs::path&, const fs::path&) {}
-
 #else
 
 int MoveOver(const fs::path& file, const fs::path& place) {
@@ -64,14 +61,6 @@ int Remove(const fs::path& file) noexcept {
     std::error_code error;
     fs::remove(file, error);
     return error.value();
-}
-
-void CopyPermissions(const fs::path& older, const fs::path& file) {
-    std::error_code error;
-    const fs::file_status status = fs::status(older, error);
-    if (!error) {
-        fs::permissions(file, status.permissions(), error);
-    }
 }
 
 #endif

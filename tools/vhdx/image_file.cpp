@@ -37,13 +37,17 @@ constexpr std::uint64_t noEnd = std::numeric_limits<std::uint64_t>::max();
 
 #if defined(_WIN32)
 
+/// Without sparse files, on FAT for instance, the holes take space.
+void MakeSparse(int file) {
+    DWORD unused = 0;
+    DeviceIoControl(reinterpret_cast<HANDLE>(_get_osfhandle(file)), FSCTL_SET_SPARSE, nullptr, 0,
+                    nullptr, 0, &unused, nullptr);
+}
+
 int Open(const std::filesystem::path& path, bool writing) {
     const int file = OpenRemovable(path, writing ? EOpening::toReadAndWrite : EOpening::toRead);
-    DWORD unused = 0;
     if (file >= 0 && writing) {
-        // Without sparse files, on FAT for instance, the holes take space.
-        DeviceIoControl(reinterpret_cast<HANDLE>(_get_osfhandle(file)), FSCTL_SET_SPARSE, nullptr,
-                        0, nullptr, 0, &unused, nullptr);
+        MakeSparse(file);
     }
     return file;
 }
@@ -84,6 +88,8 @@ int CloseFile(int file) {
 }
 
 #else
+
+void MakeSparse(int) {}
 
 int Open(const std::filesystem::path& path, bool writing) {
     return open(path.c_str(), (writing ? O_RDWR : O_RDONLY) | O_CLOEXEC);
@@ -130,8 +136,13 @@ CImageFile::CImageFile(const std::filesystem::path& path, std::string name, EAcc
     }
 }
 
+CImageFile::CImageFile(int file, std::string name)
+    : m_name(std::move(name)), m_file(file), m_isOwner(false) {
+    MakeSparse(m_file);
+}
+
 CImageFile::~CImageFile() {
-    if (m_file >= 0) {
+    if (m_isOwner && m_file >= 0) {
         CloseFile(m_file);
     }
 }
@@ -283,7 +294,7 @@ void CImageFile::Settle() {
 }
 
 void CImageFile::Close() {
-    if (CloseFile(std::exchange(m_file, -1)) != 0) {
+    if (m_isOwner && CloseFile(std::exchange(m_file, -1)) != 0) {
         Fail("cannot be written", errno);
     }
 }

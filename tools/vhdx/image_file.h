@@ -17,6 +17,8 @@ public:
 
     /// Opens a file that exists.
     CImageFile(const std::filesystem::path& path, std::string name, EAccess access);
+    /// A file that is open for reading and writing, and stays so.
+    CImageFile(int file, std::string name);
     CImageFile(const CImageFile&) = delete;
     CImageFile& operator=(const CImageFile&) = delete;
     ~CImageFile();
@@ -66,6 +68,7 @@ private:
 
     std::string m_name;
     int m_file = -1;
+    bool m_isOwner = true;
     bool m_copiesInSystem = true;
     mutable CKnown m_known;  ///< what the system said last; to ask is slow for long runs
 };

@@ -106,8 +106,7 @@ void DrawPicture(const CMapOptions& options) {
         CheckUnchanged(*disk, options.disk);
         return;
     }
-    CheckNotRead(options.picture, *disk);
-    COutputFile file(options.picture, options.disk.file, options.sync);
+    COutputFile file(options.picture, PathsOf(*disk), options.sync);
     DrawDisk(disk, leavesToParents, file.Output());
     CheckUnchanged(*disk, options.disk);
     file.Commit();

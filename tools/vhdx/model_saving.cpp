@@ -55,7 +55,7 @@ void Serialize(const fs::path& path, const std::string& name, const CModel& mode
 void WriteIdentity(const fs::path& model, const std::string& disk, const std::string& text,
                    ESync sync) {
     try {
-        COutputFile file(NVHDXDisk::TextOf(IdentityPlace(model)), disk, sync);
+        COutputFile file(NVHDXDisk::TextOf(IdentityPlace(model)), {PathOf(disk)}, sync);
         file.Output().Append(text);
         file.Commit();
     } catch (const CCommandFailure&) {
@@ -98,7 +98,7 @@ void CheckModelPlace(const std::string& name) {
 void SaveModel(const std::string& name, const std::string& disk, const CModel& model,
                const CDiskIdentity& identity, ESync sync) {
     CheckSavable(model);
-    COutputFile file(name, disk, sync);
+    COutputFile file(name, {PathOf(disk)}, sync);
     Serialize(file.WrittenPath(), name, model);
     const std::string text = IdentityText(identity, file.WrittenPath());
     RemoveIdentity(PathOf(name), disk);

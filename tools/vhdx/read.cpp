@@ -60,8 +60,7 @@ void RunRead(const CReadOptions& options) {
         WriteAnswer(disk, range, options, output);
         return;
     }
-    CheckNotRead(options.output, *disk);
-    COutputFile file(options.output, options.disk.file, options.sync);
+    COutputFile file(options.output, PathsOf(*disk), options.sync);
     WriteAnswer(disk, range, options, file.Output());
     file.Commit();
 }

@@ -11,6 +11,7 @@
 #include <fmt/format.h>
 
 #include <vhdx_disk/path_query.h>
+#include "tools/vhdx/chosen_disk.h"
 #include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/file_place.h"
@@ -168,7 +169,7 @@ CUpdate UpdateOf(const NVHDXDisk::CDisk& disk) {
 
 CUpdateMark::CUpdateMark(const std::string& image, const NVHDXDisk::CDisk& disk, ESync sync)
     : m_image(image),
-      m_diskFile(disk.Files().front().path),
+      m_sources(PathsOf(disk)),
       m_sync(sync),
       m_update(UpdateOf(disk)),
       m_interrupted(ReadMark(image)) {
@@ -199,8 +200,7 @@ void CUpdateMark::Set(const CRanges& ranges, std::uint64_t olderSize) {
         }
     }
     if (!m_update.ranges.empty()) {
-        COutputFile file(NVHDXDisk::TextOf(MarkPlace(m_image)), NVHDXDisk::TextOf(m_diskFile),
-                         m_sync);
+        COutputFile file(NVHDXDisk::TextOf(MarkPlace(m_image)), m_sources, m_sync);
         file.Output().Append(TextOf(m_update));
         file.Commit();
     }

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <vhdx_disk/disk.h>
 
@@ -45,7 +46,7 @@ private:
     [[noreturn]] void Refuse(const std::string& difference) const;
 
     std::string m_image;
-    std::filesystem::path m_diskFile;
+    std::vector<std::filesystem::path> m_sources;
     ESync m_sync;
     CUpdate m_update;
     std::optional<CUpdate> m_interrupted;
