@@ -152,6 +152,9 @@ TEST_F(UpdateMark, ThatCannotBeReadIsOfAnything) {
     expect("", "this is no mark of an update");
     expect(text.substr(0, text.size() - 16), "ranges are missing");
     expect(text.substr(0, text.find("state:")), "there is no state");
+    fs::remove(m_folder / "old.raw.updating");
+    fs::create_directory(m_folder / "old.raw.updating");
+    EXPECT_NE(Update().errors.find("(Is a directory): export the disk anew"), std::string::npos);
 }
 
 TEST_F(UpdateMark, OfALinkIsBesideTheImage) {

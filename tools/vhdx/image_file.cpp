@@ -170,7 +170,10 @@ void CImageFile::Read(std::uint64_t offset, std::span<unsigned char> bytes) cons
         if (count < 0 && errno == EINTR) {
             continue;
         }
-        if (count <= 0) {
+        if (count == 0) {
+            Fail("became shorter while it was read", 0);
+        }
+        if (count < 0) {
             Fail("cannot be read", errno);
         }
         offset += static_cast<std::uint64_t>(count);

@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -36,18 +37,30 @@ void CheckSavable(const CModel& model) {
     }
 }
 
+/// What the system said last says more than what the library makes of it.
 void Serialize(const fs::path& path, const std::string& name, const CModel& model) {
     try {
         const CLibraryName libraryName(path, true);
+        errno = 0;
         try {
             NVHDX::VHDXMetadataSerialize(libraryName.Text(), model.blocks, model.params);
-        } catch (const CCommandFailure&) {
-            throw;
         } catch (const std::runtime_error& error) {
-            throw CCommandFailure(Printable(WithoutName(error.what(), libraryName.Text())));
+            const int number = errno;
+            throw CCommandFailure(number != 0
+                                      ? std::generic_category().message(number)
+                                      : Printable(WithoutName(error.what(), libraryName.Text())));
         }
     } catch (const CCommandFailure& failure) {
         throw CCommandFailure(name, std::string("cannot be written: ") + failure.what());
+    }
+}
+
+std::string IdentityOf(const fs::path& path, const std::string& name,
+                       const CDiskIdentity& identity) {
+    try {
+        return IdentityText(identity, path);
+    } catch (const CCommandFailure& failure) {
+        throw CCommandFailure(name, failure.what());
     }
 }
 
@@ -100,7 +113,7 @@ void SaveModel(const std::string& name, const std::string& disk, const CModel& m
     CheckSavable(model);
     COutputFile file(name, {PathOf(disk)}, sync);
     Serialize(file.WrittenPath(), name, model);
-    const std::string text = IdentityText(identity, file.WrittenPath());
+    const std::string text = IdentityOf(file.WrittenPath(), name, identity);
     RemoveIdentity(PathOf(name), disk);
     file.Commit();
     WriteIdentity(PathOf(name), disk, text, sync);

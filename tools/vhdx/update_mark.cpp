@@ -1,6 +1,8 @@
 #include "tools/vhdx/update_mark.h"
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
 #include <charconv>
 #include <fstream>
 #include <iterator>
@@ -137,6 +139,20 @@ CUpdate ParseUpdate(std::string_view text) {
     return update;
 }
 
+std::string ReadText(const fs::path& place) {
+    errno = 0;
+    std::ifstream file(place, std::ios::binary);
+    std::string text;
+    std::array<char, 65536> piece;
+    while (file.read(piece.data(), piece.size()) || file.gcount() != 0) {
+        text.append(piece.data(), static_cast<std::size_t>(file.gcount()));
+    }
+    if (!file.eof()) {
+        throw CCommandFailure(std::generic_category().message(errno));
+    }
+    return text;
+}
+
 /// None where there is no mark. One that cannot be read may be of anything.
 std::optional<CUpdate> ReadMark(const std::string& image) {
     const fs::path place = MarkPlace(image);
@@ -144,10 +160,8 @@ std::optional<CUpdate> ReadMark(const std::string& image) {
     if (NVHDXDisk::KindOf(place, error) == fs::file_type::not_found) {
         return std::nullopt;
     }
-    std::ifstream file(place, std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     try {
-        return ParseUpdate(text);
+        return ParseUpdate(ReadText(place));
     } catch (const CCommandFailure& failure) {
         throw CCommandFailure(
             image, fmt::format("an update of this image was interrupted, and its mark {} "
