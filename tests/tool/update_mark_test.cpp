@@ -141,20 +141,31 @@ TEST_F(UpdateMark, IsRemovedByANewExport) {
 
 TEST_F(UpdateMark, ThatCannotBeReadIsOfAnything) {
     EndInItsMidst("KILL");
-    const std::string text = FileText(m_folder / "old.raw.updating");
-    const auto expect = [this](const std::string& mark, const std::string& why) {
-        std::ofstream(m_folder / "old.raw.updating") << mark;
+    const fs::path mark = m_folder / "old.raw.updating";
+    const std::string text = FileText(mark);
+    const auto expectReason = [this](const std::string& why) {
         EXPECT_EQ(Update().errors,
-                  "vhdx: old.raw: an update of this image was interrupted, and its mark "
-                  "old.raw.updating cannot be read (" +
-                      why + "): export the disk anew\n");
+                  "vhdx: old.raw: an update of this image may have been interrupted, and "
+                  "old.raw.updating does not tell which (" +
+                      why + "): export the disk anew and remove that file\n");
+    };
+    const auto expect = [&](const std::string& content, const std::string& why) {
+        std::ofstream(mark) << content;
+        expectReason(why);
     };
     expect("", "this is no mark of an update");
     expect(text.substr(0, text.size() - 16), "ranges are missing");
     expect(text.substr(0, text.find("state:")), "there is no state");
-    fs::remove(m_folder / "old.raw.updating");
-    fs::create_directory(m_folder / "old.raw.updating");
-    EXPECT_NE(Update().errors.find("(Is a directory): export the disk anew"), std::string::npos);
+    fs::remove(mark);
+    fs::create_directory(mark);
+    expectReason("Is a directory");
+}
+
+/// Of whatever else has that name nothing is known.
+TEST_F(UpdateMark, IsRemovedWhenItIsOneOnly) {
+    std::ofstream(m_folder / "new.raw.updating") << "somebody else's";
+    EXPECT_EQ(RunVhdxIn(m_folder.Path(), {"export", "1.avhdx", "-o", "new.raw"}).errors, "");
+    EXPECT_EQ(FileText(m_folder / "new.raw.updating"), "somebody else's");
 }
 
 TEST_F(UpdateMark, OfALinkIsBesideTheImage) {

@@ -90,7 +90,7 @@ COutputFile::COutputFile(const std::string& path, std::vector<fs::path> sources,
         CheckNotRead(path, source);
     }
     std::error_code error;
-    switch (NVHDXDisk::KindOf(m_path, error)) {
+    switch (const fs::file_type kind = NVHDXDisk::KindOf(m_path, error)) {
         case fs::file_type::directory:
             throw CCommandFailure(m_name, "this is a folder");
         case fs::file_type::regular:
@@ -104,6 +104,8 @@ COutputFile::COutputFile(const std::string& path, std::vector<fs::path> sources,
         case fs::file_type::none:
             Fail(error.value());
         default:
+            // Pipes and terminals have nothing to write down.
+            m_sync = kind == fs::file_type::block ? m_sync : ESync::unneeded;
             OpenDirectly();
     }
 }

@@ -26,6 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::string_view firstWords = "vhdx update mark";
 constexpr std::string_view heading =
     "vhdx update mark 1\n"
     "An update of the raw image beside this file has not come to its end: the image holds bytes "
@@ -153,6 +154,14 @@ std::string ReadText(const fs::path& place) {
     return text;
 }
 
+/// What has only the name of a mark is somebody else's.
+bool IsMark(const fs::path& place) {
+    std::string start(firstWords.size(), '\0');
+    std::ifstream file(place, std::ios::binary);
+    return file.read(start.data(), static_cast<std::streamsize>(start.size())) &&
+           start == firstWords;
+}
+
 /// None where there is no mark. One that cannot be read may be of anything.
 std::optional<CUpdate> ReadMark(const std::string& image) {
     const fs::path place = MarkPlace(image);
@@ -164,8 +173,8 @@ std::optional<CUpdate> ReadMark(const std::string& image) {
         return ParseUpdate(ReadText(place));
     } catch (const CCommandFailure& failure) {
         throw CCommandFailure(
-            image, fmt::format("an update of this image was interrupted, and its mark {} "
-                               "cannot be read ({}): export the disk anew",
+            image, fmt::format("an update of this image may have been interrupted, and {} does not "
+                               "tell which ({}): export the disk anew and remove that file",
                                NameOfMark(image), failure.what()));
     }
 }
@@ -233,8 +242,7 @@ void CUpdateMark::Refuse(const std::string& difference) const {
 
 void RemoveUpdateMark(const std::string& image, ESync sync) {
     const fs::path place = MarkPlace(image);
-    std::error_code unknown;
-    if (NVHDXDisk::KindOf(place, unknown) == fs::file_type::not_found) {
+    if (!IsMark(place)) {
         return;
     }
     int error = Remove(place);
