@@ -78,14 +78,28 @@ TEST_F(Durability, OfEveryOtherResultToo) {
     ExpectCalls({"map", "disk.vhdx", "--svg", "out"}, calls);
     fs::remove(m_folder / "out");
     ExpectCalls({"save", "disk.vhdx", "out"},
-                calls + "fsync file\nname out.identity\nfsync folder\n");
+                "remove out.identity\n" + calls + "fsync file\nname out.identity\nfsync folder\n");
+}
+
+TEST_F(Durability, OfAMarkComesBeforeTheUpdateAndThatOfTheUpdateBeforeTheMarkGoes) {
+    ASSERT_EQ(RunVhdxIn(m_folder.Path(), {"export", "disk.vhdx", "-o", "disk.raw"}).status, 0);
+    std::ofstream(m_folder / "ranges") << "1M,64K\n";
+    const std::vector<std::string> update = {"export",   "disk.vhdx", "--update",
+                                             "disk.raw", "--ranges",  "ranges"};
+    ExpectCalls(update,
+                "fsync file\nname disk.raw.updating\nfsync folder\nchange\nfsync file\n"
+                "remove disk.raw.updating\nfsync folder\n");
+    const CChildResult result = RunRefusing("fsync", EIO, update);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors, "vhdx: disk.raw.updating: cannot be written: Input/output error\n");
 }
 
 TEST_F(Durability, IsLeftOutWhereNobodyCares) {
     ExpectCalls({"export", "disk.vhdx", "-o", "disk.raw", "--no-sync"}, "change\nname disk.raw\n");
     ExpectCalls({"read", "disk.vhdx", "-o", "out", "--no-sync"}, "name out\n");
     ExpectCalls({"map", "disk.vhdx", "--svg", "picture", "--no-sync"}, "name picture\n");
-    ExpectCalls({"save", "disk.vhdx", "model", "--no-sync"}, "name model\nname model.identity\n");
+    ExpectCalls({"save", "disk.vhdx", "model", "--no-sync"},
+                "remove model.identity\nname model\nname model.identity\n");
 }
 
 TEST_F(Durability, ThatCannotBeHadLeavesNoResult) {

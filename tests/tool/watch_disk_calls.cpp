@@ -101,4 +101,9 @@ int rename(const char* file, const char* place) noexcept {
     return Next<int(const char*, const char*)>("rename")(file, place);
 }
 
+int remove(const char* file) noexcept {
+    Record("remove " + NameOf(file));
+    return Next<int(const char*)>("remove")(file);
+}
+
 }  // extern "C"

@@ -45,7 +45,10 @@ std::uint64_t HashOf(const fs::path& name) {
 
 /// Beside the file that a link leads to, so that the image has one mark however it is reached.
 fs::path MarkPlace(const std::string& image) {
-    const fs::path file = NVHDXDisk::Canonical(PathOf(image));
+    const fs::path given = PathOf(image);
+    std::error_code error;
+    const bool isLink = NVHDXDisk::KindOfLink(given, error) == fs::file_type::symlink;
+    const fs::path file = isLink ? NVHDXDisk::Canonical(given) : given;
     fs::path name = file.filename();
     const fs::path ending = ".updating";
     if (name.native().size() + ending.native().size() > longestName) {
