@@ -28,11 +28,12 @@ TEST_P(InterruptedExport, LeavesNothingAndEndsByTheSignal) {
     ThreeFiles().WriteTo(m_folder.Path());
     // "set -m", or else the shell would let its child ignore Ctrl-C. A pipe holds 64 KiB.
     const std::string script =
-        "set -m; cd \"$1\"; mkfifo hold; exec 3<>hold; "
+        "set -m; cd \"$1\"; mkfifo hold; exec 3<>hold 4>/dev/null; "
         "dd if=/dev/zero of=hold bs=4096 count=16 2>/dev/null; "
         "\"$0\" export 2.avhdx -o disk.raw --progress always 2>hold & child=$!; "
-        "for i in $(seq 500); do [ -e disk.raw.part0 ] && break; sleep 0.01; done; "
-        "[ -e disk.raw.part0 ] || echo never started; sleep 0.1; "
+        "started() { ls -l /proc/$child/fd | grep deleted || ls | grep part; }; "
+        "for i in $(seq 500); do started >&4 && break; sleep 0.01; done; "
+        "started >&4 || echo never started; sleep 0.1; "
         "kill -" +
         std::string(GetParam()) + " $child; wait $child; echo $?; ls";
     const CChildResult result =

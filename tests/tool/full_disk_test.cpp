@@ -58,6 +58,27 @@ TEST_F(FullDisk, LeavesNothingUnfinishedBehind) {
     }
 }
 
+TEST_F(FullDisk, IsToldByEveryCommandThatWritesAFile) {
+    if (RunWithoutRoom({"info", "disk.vhdx"}).status != 0) {
+        GTEST_SKIP() << "no file system can be mounted here";
+    }
+    DifferencingDisk().Build().WriteTo(m_folder / "child.avhdx");
+    const std::string script =
+        "mount -t tmpfs -o size=64k tmpfs full; cat /dev/zero >full/other 2>/dev/null; "
+        "for arguments in 'save disk.vhdx' 'map disk.vhdx --svg' 'bitmap child.avhdx --chunk 0 -o' "
+        "'read disk.vhdx --offset 1M --length 1M -o' 'export disk.vhdx -o'; do "
+        "\"$0\" $arguments full/out 2>&1; echo $?; done; ls -A full";
+    CChildOptions options;
+    options.folder = m_folder.Path();
+    const CChildResult result =
+        RunChild({"unshare", "-rm", "sh", "-c", script, VHDX_PARSER_VHDX_COMMAND}, options);
+    std::string expected;
+    for (int command = 0; command < 5; ++command) {
+        expected += "vhdx: full/out: cannot be written: No space left on device\n1\n";
+    }
+    EXPECT_EQ(result.output, expected + "other\n");
+}
+
 TEST_F(FullDisk, IsToldLikeALimitOfTheFilesSize) {
     CChildOptions options;
     options.folder = m_folder.Path();

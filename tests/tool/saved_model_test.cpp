@@ -195,7 +195,7 @@ TEST_F(SavedModel, ReportsALimitOfTheFilesSizeAndLeavesNothingBehind) {
     options.folder = m_folder.Path();
     options.largestFile = 512;
     const CChildResult result = RunVhdx({"save", "disk.vhdx", "model.xml"}, options);
-    EXPECT_EQ(result.errors, "vhdx: model.xml: cannot be written: write error\n");
+    EXPECT_EQ(result.errors, "vhdx: model.xml: cannot be written: File too large\n");
     EXPECT_EQ(NamesIn(m_folder.Path()), std::vector<std::string>{"disk.vhdx"});
 }
 

@@ -68,6 +68,13 @@ void AddTraceArgument(CCommandSyntax& command, std::optional<std::uint32_t>& lev
         "all, 2 misplaced writes and coarser, 3 failures and coarser, 4 information only");
 }
 
+CArgument AddNoSyncArgument(CCommandSyntax& command, ESync& sync) {
+    return command.AddFlag(
+        "--no-sync", [&sync] { sync = ESync::unneeded; },
+        "Do not wait until the disk has what was written: faster, and a power cut soon after may "
+        "leave it incomplete");
+}
+
 CArgument AddRangesArgument(CCommandSyntax& command, std::string& file) {
     return command.AddText(
         "--ranges", "RANGES", file,

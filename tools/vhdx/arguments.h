@@ -9,6 +9,7 @@
 
 #include "tools/vhdx/command.h"
 #include "tools/vhdx/command_syntax.h"
+#include "tools/vhdx/durable.h"
 #include "tools/vhdx/opened_file.h"
 
 namespace NTool {
@@ -39,6 +40,9 @@ void AddNoReplayArgument(CCommandSyntax& command, NVHDXDisk::ELog& log, const st
 
 /// --trace, which every command has.
 void AddTraceArgument(CCommandSyntax& command, std::optional<std::uint32_t>& level);
+
+/// --no-sync, for a command that writes a file.
+CArgument AddNoSyncArgument(CCommandSyntax& command, ESync& sync);
 
 /// An option that is a number of bytes, handed to `take`.
 CArgument AddSizeArgument(CCommandSyntax& command, const std::string& name, const std::string& help,

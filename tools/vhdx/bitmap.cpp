@@ -3,6 +3,7 @@
 #include <string>
 
 #include "tools/vhdx/arguments.h"
+#include "tools/vhdx/command_line.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/output_file.h"
 
@@ -15,6 +16,7 @@ struct CBitmapOptions {
     std::uint32_t chunk = 0;
     std::string output;
     bool position = false;
+    ESync sync = ESync::needed;
 };
 
 /// The model, filled for this chunk where the disk has it.
@@ -69,7 +71,7 @@ void RunBitmap(const CBitmapOptions& options) {
         WriteBitmap(*area, output);
         return;
     }
-    COutputFile file(options.output, options.disk.file);
+    COutputFile file(options.output, {PathOf(options.disk.file)}, options.sync);
     WriteBitmap(*area, file.Output());
     file.Commit();
 }
@@ -88,6 +90,7 @@ void AddBitmap(CProgramSyntax& program, CChosenCommand& chosen) {
                    "standard output");
     result.AddFlag("--position", options->position,
                    "Print only where in the file the bitmap lies, in bytes");
+    AddNoSyncArgument(command, options->sync);
     command.SetFooter(
         "A bit stands for a logical sector of the chunk, the least significant bit of byte 0 for "
         "the first.\nExample: vhdx bitmap disk.avhdx --chunk 0 -o bitmap.bin");

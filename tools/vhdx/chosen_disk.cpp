@@ -122,9 +122,17 @@ void CheckUnchanged(const NVHDXDisk::CDisk& disk, const CFileOptions& options) {
     }
 }
 
-void CheckNotRead(const std::string& output, const NVHDXDisk::CDisk& disk) {
+std::vector<std::filesystem::path> PathsOf(const NVHDXDisk::CDisk& disk) {
+    std::vector<std::filesystem::path> paths;
     for (const NVHDXDisk::CDiskFile& file : disk.Files()) {
-        CheckNotRead(output, file.path);
+        paths.push_back(file.path);
+    }
+    return paths;
+}
+
+void CheckNotRead(const std::string& output, const NVHDXDisk::CDisk& disk) {
+    for (const std::filesystem::path& path : PathsOf(disk)) {
+        CheckNotRead(output, path);
     }
 }
 

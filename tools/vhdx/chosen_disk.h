@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <vhdx_disk/disk.h>
 
@@ -45,6 +46,9 @@ CDiskPointer OpenFileOnly(const CFileOptions& options, const CChainOptions& chai
 /// When all is read, before it counts: refuses it when a file of the disk changed meanwhile, or
 /// says so for a disk that was opened as live.
 void CheckUnchanged(const NVHDXDisk::CDisk& disk, const CFileOptions& options);
+
+/// The paths of the disk's files.
+std::vector<std::filesystem::path> PathsOf(const NVHDXDisk::CDisk& disk);
 
 /// Refuses an output that is one of the disk's files.
 void CheckNotRead(const std::string& output, const NVHDXDisk::CDisk& disk);

@@ -16,6 +16,7 @@
 #include "tools/vhdx/ranges.h"
 #include "tools/vhdx/stream_target.h"
 #include "tools/vhdx/text.h"
+#include "tools/vhdx/update_mark.h"
 
 namespace NTool {
 
@@ -30,6 +31,7 @@ struct CExportOptions {
     EProgress progress = EProgress::automatic;
     bool force = false;
     bool verify = false;
+    ESync sync = ESync::needed;
 };
 
 void CheckOutput(const std::string& output, const NVHDXDisk::CDisk& disk) {
@@ -66,15 +68,27 @@ void MakeImage(const CExportOptions& options) {
     }
     const CDiskPointer disk = OpenDisk(options.disk, options.chain);
     CheckOutput(options.output, *disk);
-    COutputFile file(options.output, options.disk.file,
+    COutputFile file(options.output, PathsOf(*disk), options.sync,
                      options.force ? COutputFile::mayReplace : COutputFile::mustBeNew);
-    CImageFile raw(file.WrittenPath(), options.output, CImageFile::toReadAndWrite);
+    CImageFile raw(file.Descriptor(), options.output);
     FillImage(disk, raw, options.progress);
     if (options.verify) {
         VerifyImage(disk, {{0, disk->Size()}}, raw, options.progress);
     }
-    raw.Close();
     file.Commit();
+    RemoveUpdateMark(options.output, options.sync);
+}
+
+void Update(const CDiskPointer& disk, const CRanges& ranges, CImageFile& raw,
+            const CExportOptions& options) {
+    BringUpToDate(disk, ranges, raw, options.progress);
+    if (options.verify) {
+        VerifyImage(disk, ranges, raw, options.progress);
+    }
+    if (options.sync == ESync::needed) {
+        raw.MakeDurable();
+    }
+    raw.Close();
 }
 
 void UpdateImage(const CExportOptions& options) {
@@ -83,11 +97,18 @@ void UpdateImage(const CExportOptions& options) {
     CheckRanges(options.ranges, ranges, disk->Size());
     CheckOutput(options.older, *disk);
     CImageFile raw(PathOf(options.older), options.older, CImageFile::toReadAndWrite);
-    ranges = BringUpToDate(disk, std::move(ranges), raw, options.progress);
-    if (options.verify) {
-        VerifyImage(disk, ranges, raw, options.progress);
+    CUpdateMark mark(options.older, *disk, options.sync);
+    const std::uint64_t olderSize = mark.OlderSize(raw.Size());
+    ranges = RangesToUpdate(disk, std::move(ranges), raw, olderSize);
+    mark.Set(ranges, olderSize);
+    try {
+        Update(disk, ranges, raw, options);
+    } catch (const CCommandFailure& failure) {
+        throw CCommandFailure(failure.Subject(),
+                              std::string(failure.what()) +
+                                  " (the image may be updated in part; run the update again)");
     }
-    raw.Close();
+    mark.Remove();
 }
 
 void RunExport(const CExportOptions& options) {
@@ -138,13 +159,15 @@ void AddExport(CProgramSyntax& program, CChosenCommand& chosen) {
     command.AddFlag("--verify", options->verify,
                     "Read back what was written and compare it with the disk; OUT only appears "
                     "when it is the same");
+    AddNoSyncArgument(command, options->sync);
     AddProgressArgument(command, options->progress);
     command.SetFooter(
         "Of a checkpoint this is the disk as it was then: the file and all its parents, which are\n"
         "looked for by the paths that the files keep. Every disk file stays as it is.\n"
         "An update writes the ranges and nothing else. RAW grows with the disk; what it grows by\n"
         "is copied whether or not the ranges name it. An update that was interrupted or failed\n"
-        "leaves RAW updated in part: run it again, with the same ranges.\n"
+        "leaves RAW updated in part, and RAW.updating beside it: run it again, with the same\n"
+        "ranges or more. Until then every other update of RAW is refused.\n"
         "Example: vhdx export disk.avhdx -o disk.raw\n"
         "         vhdx export disk.avhdx --update disk.raw --ranges ranges.json");
     Choose(command, chosen, options, RunExport);

@@ -25,11 +25,11 @@ int Move(const fs::path& file, const fs::path& place, DWORD flags) {
 }  // namespace
 
 int MoveOver(const fs::path& file, const fs::path& place) {
-    return Move(file, place, MOVEFILE_REPLACE_EXISTING);
+    return Move(file, place, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
 }
 
 int MoveToFreePlace(const fs::path& file, const fs::path& place) {
-    return Move(file, place, 0);
+    return Move(file, place, MOVEFILE_WRITE_THROUGH);
 }
 
 int Remove(const fs::path& file) noexcept {
@@ -37,9 +37,6 @@ int Remove(const fs::path& file) noexcept {
     return error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND ? 0
                                                                    : NVHDXDisk::ErrorNumber(error);
 }
-
-/// Windows refuses to replace a file that is read-only, and knows no other permissions here.
-void CopyPermissions(const fs::path&, const fs::path&) {}
 
 #else
 
@@ -64,14 +61,6 @@ int Remove(const fs::path& file) noexcept {
     std::error_code error;
     fs::remove(file, error);
     return error.value();
-}
-
-void CopyPermissions(const fs::path& older, const fs::path& file) {
-    std::error_code error;
-    const fs::file_status status = fs::status(older, error);
-    if (!error) {
-        fs::permissions(file, status.permissions(), error);
-    }
 }
 
 #endif

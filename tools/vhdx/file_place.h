@@ -20,9 +20,6 @@ namespace NTool {
 [[nodiscard]] int Remove(const std::filesystem::path& file) noexcept;
 void RemoveQuietly(const std::filesystem::path& file) noexcept;
 
-/// Gives the file the permissions of an older one that it replaces, where there are such.
-void CopyPermissions(const std::filesystem::path& older, const std::filesystem::path& file);
-
 }  // namespace NTool
 
 #endif

@@ -26,6 +26,7 @@
 #endif
 
 #include "tools/vhdx/command_failure.h"
+#include "tools/vhdx/durable.h"
 
 namespace NTool {
 
@@ -36,13 +37,17 @@ constexpr std::uint64_t noEnd = std::numeric_limits<std::uint64_t>::max();
 
 #if defined(_WIN32)
 
+/// Without sparse files, on FAT for instance, the holes take space.
+void MakeSparse(int file) {
+    DWORD unused = 0;
+    DeviceIoControl(reinterpret_cast<HANDLE>(_get_osfhandle(file)), FSCTL_SET_SPARSE, nullptr, 0,
+                    nullptr, 0, &unused, nullptr);
+}
+
 int Open(const std::filesystem::path& path, bool writing) {
     const int file = OpenRemovable(path, writing ? EOpening::toReadAndWrite : EOpening::toRead);
-    DWORD unused = 0;
     if (file >= 0 && writing) {
-        // Without sparse files, on FAT for instance, the holes take space.
-        DeviceIoControl(reinterpret_cast<HANDLE>(_get_osfhandle(file)), FSCTL_SET_SPARSE, nullptr,
-                        0, nullptr, 0, &unused, nullptr);
+        MakeSparse(file);
     }
     return file;
 }
@@ -83,6 +88,8 @@ int CloseFile(int file) {
 }
 
 #else
+
+void MakeSparse(int) {}
 
 int Open(const std::filesystem::path& path, bool writing) {
     return open(path.c_str(), (writing ? O_RDWR : O_RDONLY) | O_CLOEXEC);
@@ -129,8 +136,13 @@ CImageFile::CImageFile(const std::filesystem::path& path, std::string name, EAcc
     }
 }
 
+CImageFile::CImageFile(int file, std::string name)
+    : m_name(std::move(name)), m_file(file), m_isOwner(false) {
+    MakeSparse(m_file);
+}
+
 CImageFile::~CImageFile() {
-    if (m_file >= 0) {
+    if (m_isOwner && m_file >= 0) {
         CloseFile(m_file);
     }
 }
@@ -158,7 +170,10 @@ void CImageFile::Read(std::uint64_t offset, std::span<unsigned char> bytes) cons
         if (count < 0 && errno == EINTR) {
             continue;
         }
-        if (count <= 0) {
+        if (count == 0) {
+            Fail("became shorter while it was read", 0);
+        }
+        if (count < 0) {
             Fail("cannot be read", errno);
         }
         offset += static_cast<std::uint64_t>(count);
@@ -267,15 +282,14 @@ CImageFile::CStored CImageFile::NextStored(std::uint64_t begin, std::uint64_t en
     return {std::clamp(m_known.run.begin, begin, end), std::min(m_known.run.end, end)};
 }
 
-void CImageFile::Settle() {
-#if defined(_WIN32)
-    const int result = _commit(m_file);
-#else
-    const int result = fsync(m_file);
-#endif
-    if (result != 0) {
-        Fail("cannot be written", errno);
+void CImageFile::MakeDurable() {
+    if (const int error = NTool::MakeDurable(m_file); error != 0) {
+        Fail("cannot be written", error);
     }
+}
+
+void CImageFile::Settle() {
+    MakeDurable();
 #if defined(POSIX_FADV_DONTNEED)
     // What stays in memory would be compared with itself. A system that keeps it does no harm.
     (void)posix_fadvise(m_file, 0, 0, POSIX_FADV_DONTNEED);
@@ -283,7 +297,7 @@ void CImageFile::Settle() {
 }
 
 void CImageFile::Close() {
-    if (CloseFile(std::exchange(m_file, -1)) != 0) {
+    if (m_isOwner && CloseFile(std::exchange(m_file, -1)) != 0) {
         Fail("cannot be written", errno);
     }
 }

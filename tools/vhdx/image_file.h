@@ -17,6 +17,8 @@ public:
 
     /// Opens a file that exists.
     CImageFile(const std::filesystem::path& path, std::string name, EAccess access);
+    /// A file that is open for reading and writing, and stays so.
+    CImageFile(int file, std::string name);
     CImageFile(const CImageFile&) = delete;
     CImageFile& operator=(const CImageFile&) = delete;
     ~CImageFile();
@@ -45,6 +47,8 @@ public:
     /// cannot tell.
     CStored NextStored(std::uint64_t begin, std::uint64_t end) const;
 
+    /// The bytes outlast a power cut.
+    void MakeDurable();
     /// The bytes reach the disk, and what is read from now on comes from there.
     void Settle();
     /// Reports what the system noticed no earlier than now.
@@ -64,6 +68,7 @@ private:
 
     std::string m_name;
     int m_file = -1;
+    bool m_isOwner = true;
     bool m_copiesInSystem = true;
     mutable CKnown m_known;  ///< what the system said last; to ask is slow for long runs
 };

@@ -1,7 +1,6 @@
 #include "tools/vhdx/image_filling.h"
 
 #include <cstdint>
-#include <string>
 
 #include <fmt/format.h>
 
@@ -54,27 +53,25 @@ void FillImage(const CDiskPointer& disk, CImageFile& raw, EProgress wanted) {
     CopyRanges(disk, {{0, disk->Size()}}, raw, 0, progress);
 }
 
-CRanges BringUpToDate(const CDiskPointer& disk, CRanges ranges, CImageFile& raw, EProgress wanted) {
-    const std::uint64_t olderSize = raw.Size();
-    if (olderSize > disk->Size()) {
+CRanges RangesToUpdate(const CDiskPointer& disk, CRanges ranges, const CImageFile& raw,
+                       std::uint64_t olderSize) {
+    if (const std::uint64_t size = raw.Size(); size > disk->Size()) {
         throw CCommandFailure(
             raw.Name(), fmt::format("the image has {} bytes and the disk only {}, so that it is no "
                                     "earlier export of this disk",
-                                    olderSize, disk->Size()));
+                                    size, disk->Size()));
     }
     if (olderSize < disk->Size()) {
         AddTail(ranges, olderSize, disk->Size());
     }
-    try {
-        CProgress progress(wanted, "updating ");
-        CopyRanges(disk, ranges, raw, olderSize, progress);
-        raw.Resize(disk->Size());
-    } catch (const CCommandFailure& failure) {
-        throw CCommandFailure(failure.Subject(),
-                              std::string(failure.what()) +
-                                  " (the image may be updated in part; run the update again)");
-    }
     return ranges;
+}
+
+void BringUpToDate(const CDiskPointer& disk, const CRanges& ranges, CImageFile& raw,
+                   EProgress wanted) {
+    CProgress progress(wanted, "updating ");
+    CopyRanges(disk, ranges, raw, raw.Size(), progress);
+    raw.Resize(disk->Size());
 }
 
 }  // namespace NTool

@@ -12,11 +12,16 @@ namespace NTool {
 /// `CCommandFailure`.
 void FillImage(const CDiskPointer& disk, CImageFile& raw, EProgress wanted);
 
-/// Copies these ranges of the disk, all inside it, over an image of an earlier state, and whatever
-/// the image lacks to the disk's size. It takes that size last, so that an update that did not
-/// come to its end can be run again. The ranges that were copied. Throws `CCommandFailure`; before
-/// anything is written when the image is larger than the disk.
-CRanges BringUpToDate(const CDiskPointer& disk, CRanges ranges, CImageFile& raw, EProgress wanted);
+/// What has to be copied to an image of an earlier state: these ranges of the disk, all inside it,
+/// and what the image of `olderSize` bytes lacks to the disk's size. Throws `CCommandFailure` when
+/// the image is larger than the disk.
+CRanges RangesToUpdate(const CDiskPointer& disk, CRanges ranges, const CImageFile& raw,
+                       std::uint64_t olderSize);
+
+/// Copies the ranges over an image of an earlier state, which takes the disk's size last. Throws
+/// `CCommandFailure`.
+void BringUpToDate(const CDiskPointer& disk, const CRanges& ranges, CImageFile& raw,
+                   EProgress wanted);
 
 }  // namespace NTool
 

@@ -2,8 +2,10 @@
 
 #include "tools/vhdx/command_line.h"
 #include "tools/vhdx/program.h"
+#include "tools/vhdx/standard_streams.h"
 
 int main(int argc, char** argv) {
+    NTool::ReserveStandardStreams();
     try {
         return NTool::Run(NTool::CommandLineArguments(argc, argv));
     } catch (...) {

@@ -23,6 +23,7 @@ struct CMapOptions {
     bool sectors = false;
     CChainOptions chain;
     std::string picture;
+    ESync sync = ESync::needed;
 };
 
 /// A run of blocks in bytes of the disk: the last one ends with the disk.
@@ -105,8 +106,7 @@ void DrawPicture(const CMapOptions& options) {
         CheckUnchanged(*disk, options.disk);
         return;
     }
-    CheckNotRead(options.picture, *disk);
-    COutputFile file(options.picture, options.disk.file);
+    COutputFile file(options.picture, PathsOf(*disk), options.sync);
     DrawDisk(disk, leavesToParents, file.Output());
     CheckUnchanged(*disk, options.disk);
     file.Commit();
@@ -162,6 +162,7 @@ void AddMap(CProgramSyntax& program, CChosenCommand& chosen) {
                  "Draw the disk into this file instead: a cell for each block or group of "
                  "blocks, with --merged a colour for each file of the chain; - for standard output")
         .Excludes(model);
+    AddNoSyncArgument(command, options->sync).Needs(command.Find("--svg"));
     AddChainArguments(command, options->chain);
     command.Find("--other-paths").Needs(merged);
     command.Find("--accept-changed-parent").Needs(merged);

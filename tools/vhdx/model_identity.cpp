@@ -1,6 +1,7 @@
 #include "tools/vhdx/model_identity.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <fstream>
 #include <optional>
@@ -29,6 +30,7 @@ using CModelChecksum = boost::crc_optimal<32, 0x1EDC6F41, 0xFFFFFFFF, 0xFFFFFFFF
 
 /// The document's own traits come first: no other document passes for it.
 CDiskIdentity TraitsOf(const fs::path& model) {
+    errno = 0;
     std::ifstream file(model, std::ios::binary);
     CModelChecksum crc;
     std::uint64_t length = 0;
@@ -38,7 +40,7 @@ CDiskIdentity TraitsOf(const fs::path& model) {
         length += static_cast<std::uint64_t>(file.gcount());
     }
     if (!file.eof()) {
-        throw CCommandFailure("cannot be read back");
+        throw CCommandFailure("cannot be read back: " + std::generic_category().message(errno));
     }
     return {{"model length", std::to_string(length)},
             {"model checksum", fmt::format("{:08X}", crc.checksum())}};

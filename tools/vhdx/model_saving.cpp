@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -36,25 +37,38 @@ void CheckSavable(const CModel& model) {
     }
 }
 
+/// What the system said last says more than what the library makes of it.
 void Serialize(const fs::path& path, const std::string& name, const CModel& model) {
     try {
         const CLibraryName libraryName(path, true);
+        errno = 0;
         try {
             NVHDX::VHDXMetadataSerialize(libraryName.Text(), model.blocks, model.params);
-        } catch (const CCommandFailure&) {
-            throw;
         } catch (const std::runtime_error& error) {
-            throw CCommandFailure(Printable(WithoutName(error.what(), libraryName.Text())));
+            const int number = errno;
+            throw CCommandFailure(number != 0
+                                      ? std::generic_category().message(number)
+                                      : Printable(WithoutName(error.what(), libraryName.Text())));
         }
     } catch (const CCommandFailure& failure) {
         throw CCommandFailure(name, std::string("cannot be written: ") + failure.what());
     }
 }
 
-/// The model is of no use without its identity, and is taken away when that cannot be written.
-void WriteIdentity(const fs::path& model, const std::string& disk, const std::string& text) {
+std::string IdentityOf(const fs::path& path, const std::string& name,
+                       const CDiskIdentity& identity) {
     try {
-        COutputFile file(NVHDXDisk::TextOf(IdentityPlace(model)), disk);
+        return IdentityText(identity, path);
+    } catch (const CCommandFailure& failure) {
+        throw CCommandFailure(name, failure.what());
+    }
+}
+
+/// The model is of no use without its identity, and is taken away when that cannot be written.
+void WriteIdentity(const fs::path& model, const std::string& disk, const std::string& text,
+                   ESync sync) {
+    try {
+        COutputFile file(NVHDXDisk::TextOf(IdentityPlace(model)), {PathOf(disk)}, sync);
         file.Output().Append(text);
         file.Commit();
     } catch (const CCommandFailure&) {
@@ -95,14 +109,14 @@ void CheckModelPlace(const std::string& name) {
 }
 
 void SaveModel(const std::string& name, const std::string& disk, const CModel& model,
-               const CDiskIdentity& identity) {
+               const CDiskIdentity& identity, ESync sync) {
     CheckSavable(model);
-    COutputFile file(name, disk);
+    COutputFile file(name, {PathOf(disk)}, sync);
     Serialize(file.WrittenPath(), name, model);
-    const std::string text = IdentityText(identity, file.WrittenPath());
+    const std::string text = IdentityOf(file.WrittenPath(), name, identity);
     RemoveIdentity(PathOf(name), disk);
     file.Commit();
-    WriteIdentity(PathOf(name), disk, text);
+    WriteIdentity(PathOf(name), disk, text, sync);
 }
 
 }  // namespace NTool

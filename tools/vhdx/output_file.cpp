@@ -8,12 +8,15 @@
 #include <io.h>
 
 #include "tools/vhdx/windows_file.h"
+#else
+#include <fcntl.h>
+#include <unistd.h>
 #endif
 
 #include <vhdx_disk/path_query.h>
 #include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_line.h"
-#include "tools/vhdx/file_place.h"
+#include "tools/vhdx/permissions.h"
 
 namespace NTool {
 
@@ -21,16 +24,51 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::FILE* OpenToWrite(const fs::path& path, bool mustBeNew) {
-    errno = 0;
 #if defined(_WIN32)
-    // The runtime takes no "x" in the mode and would empty somebody else's file.
-    const int file = OpenRemovable(path, mustBeNew ? EOpening::toWriteNew : EOpening::toWrite);
-    return file < 0 ? nullptr : _fdopen(file, "wb");
-#else
-    return std::fopen(path.c_str(), mustBeNew ? "wbx" : "wb");
-#endif
+
+int OpenDevice(const fs::path& path) {
+    return OpenRemovable(path, EOpening::toWrite);
 }
+
+int Duplicate(int file) {
+    return _dup(file);
+}
+
+int CloseFile(int file) {
+    return _close(file);
+}
+
+std::FILE* StreamOf(int file) {
+    return _fdopen(file, "wb");
+}
+
+int DescriptorOf(std::FILE* file) {
+    return _fileno(file);
+}
+
+#else
+
+int OpenDevice(const fs::path& path) {
+    return open(path.c_str(), O_WRONLY | O_CLOEXEC);
+}
+
+int Duplicate(int file) {
+    return fcntl(file, F_DUPFD_CLOEXEC, 0);
+}
+
+int CloseFile(int file) {
+    return close(file);
+}
+
+std::FILE* StreamOf(int file) {
+    return fdopen(file, "wb");
+}
+
+int DescriptorOf(std::FILE* file) {
+    return fileno(file);
+}
+
+#endif
 
 }  // namespace
 
@@ -40,14 +78,19 @@ void CheckNotRead(const std::string& output, const fs::path& source) {
     }
 }
 
-COutputFile::COutputFile(const std::string& path, const std::string& source, EReplace replace)
+COutputFile::COutputFile(const std::string& path, std::vector<fs::path> sources, ESync sync,
+                         EReplace replace)
     : m_name(path),
+      m_sources(std::move(sources)),
+      m_sync(sync),
       m_replace(replace),
       // The place that a link leads to, so that the link itself stays.
       m_path(NVHDXDisk::Canonical(PathOf(path))) {
-    CheckNotRead(path, PathOf(source));
+    for (const fs::path& source : m_sources) {
+        CheckNotRead(path, source);
+    }
     std::error_code error;
-    switch (NVHDXDisk::KindOf(m_path, error)) {
+    switch (const fs::file_type kind = NVHDXDisk::KindOf(m_path, error)) {
         case fs::file_type::directory:
             throw CCommandFailure(m_name, "this is a folder");
         case fs::file_type::regular:
@@ -58,7 +101,11 @@ COutputFile::COutputFile(const std::string& path, const std::string& source, ERe
         case fs::file_type::not_found:
             CreateBeside();
             break;
+        case fs::file_type::none:
+            Fail(error.value());
         default:
+            // Pipes and terminals have nothing to write down.
+            m_sync = kind == fs::file_type::block ? m_sync : ESync::unneeded;
             OpenDirectly();
     }
 }
@@ -67,71 +114,97 @@ COutputFile::~COutputFile() {
     if (m_file != nullptr) {
         static_cast<void>(std::fclose(m_file));
     }
-    if (!m_temporary.empty()) {
-        RemoveQuietly(m_temporary);
-    }
 }
 
 void COutputFile::CreateBeside() {
-    m_guard = std::make_unique<CRemovedWhenInterrupted>();
-    for (int attempt = 0; m_file == nullptr; ++attempt) {
-        m_temporary = m_path;
-        m_temporary += ".part" + std::to_string(attempt);
-        m_file = OpenToWrite(m_temporary, true);
-        if (m_file == nullptr && (errno != EEXIST || attempt == 99)) {
-            const int error = errno;
-            m_temporary.clear();
-            throw CCommandFailure(m_name,
-                                  "cannot be written: " + std::generic_category().message(error));
-        }
+    m_unfinished = std::make_unique<CUnfinishedFile>(m_path);
+    if (m_unfinished->Error() != 0) {
+        Fail(m_unfinished->Error());
     }
-    m_guard->Guard(m_temporary);
-    m_output = std::make_unique<COutput>(m_file, m_name, true);
+    OpenOutput(Duplicate(m_unfinished->Descriptor()), true);
 }
 
 void COutputFile::OpenDirectly() {
-    m_file = OpenToWrite(m_path, false);
+    OpenOutput(OpenDevice(m_path), false);
+}
+
+void COutputFile::OpenOutput(int file, bool sparse) {
+    m_file = file < 0 ? nullptr : StreamOf(file);
     if (m_file == nullptr) {
-        throw CCommandFailure(m_name,
-                              "cannot be written: " + std::generic_category().message(errno));
+        const int error = errno;
+        if (file >= 0) {
+            static_cast<void>(CloseFile(file));
+        }
+        Fail(error);
     }
-    m_output = std::make_unique<COutput>(m_file, m_name);
+    m_output = std::make_unique<COutput>(m_file, m_name, sparse);
 }
 
 void COutputFile::Commit() {
     m_output->Flush();
+    if (m_unfinished != nullptr) {
+        SetPermissions();
+    }
+    MakeBytesDurable();
+    CloseOutput();
+    if (m_unfinished != nullptr) {
+        TakePlace();
+        MakePlaceDurable();
+    }
+}
+
+void COutputFile::SetPermissions() const {
+    std::error_code unknown;
+    if (NVHDXDisk::KindOf(m_path, unknown) == fs::file_type::regular) {
+        TakePermissionsOf(m_path, m_unfinished->Descriptor());
+    } else {
+        TakePermissionsAllowedBy(m_sources, m_unfinished->Descriptor());
+    }
+}
+
+/// Before the result has its name: a name without the bytes is what a power cut could leave.
+void COutputFile::MakeBytesDurable() const {
+    if (m_sync == ESync::needed) {
+        if (const int error = MakeDurable(DescriptorOf(m_file)); error != 0) {
+            Fail(error);
+        }
+    }
+}
+
+void COutputFile::CloseOutput() {
     errno = 0;
     if (std::fclose(std::exchange(m_file, nullptr)) != 0) {
-        m_output->Fail(errno);
+        Fail(errno);
     }
-    if (m_temporary.empty()) {
-        return;
-    }
-    TakePlace();
-    m_temporary.clear();
-    m_guard.reset();
 }
 
 void COutputFile::TakePlace() {
-    std::error_code unknown;
-    if (NVHDXDisk::KindOf(m_path, unknown) == fs::file_type::regular) {
-        if (m_replace == mustBeNew) {
-            FailExisting();
-        }
-        CopyPermissions(m_path, m_temporary);
-    }
-    const int error = m_replace == mustBeNew ? MoveToFreePlace(m_temporary, m_path)
-                                             : MoveOver(m_temporary, m_path);
+    const int error =
+        m_replace == mustBeNew ? m_unfinished->TakeFreePlace() : m_unfinished->TakePlace();
     if (error == EEXIST && m_replace == mustBeNew) {
         FailExisting();
     }
     if (error != 0) {
-        m_output->Fail(error);
+        Fail(error);
+    }
+}
+
+void COutputFile::MakePlaceDurable() const {
+    if (m_sync == ESync::needed) {
+        if (const int error = MakeNameDurable(m_path); error != 0) {
+            throw CCommandFailure(m_name,
+                                  "is complete and in its place, but a power cut may undo that: " +
+                                      std::generic_category().message(error));
+        }
     }
 }
 
 void COutputFile::FailExisting() const {
     throw CCommandFailure(m_name, "this file exists already (--force replaces it)");
+}
+
+void COutputFile::Fail(int error) const {
+    throw CCommandFailure(m_name, "cannot be written: " + std::generic_category().message(error));
 }
 
 }  // namespace NTool

@@ -22,6 +22,7 @@ struct CReadOptions {
     EProgress progress = EProgress::automatic;
     bool json = false;
     bool fileOnly = false;
+    ESync sync = ESync::needed;
     CChainOptions chain;
 };
 
@@ -59,8 +60,7 @@ void RunRead(const CReadOptions& options) {
         WriteAnswer(disk, range, options, output);
         return;
     }
-    CheckNotRead(options.output, *disk);
-    COutputFile file(options.output, options.disk.file);
+    COutputFile file(options.output, PathsOf(*disk), options.sync);
     WriteAnswer(disk, range, options, file.Output());
     file.Commit();
 }
@@ -96,6 +96,7 @@ void AddRead(CProgramSyntax& program, CChosenCommand& chosen) {
     command.AddText("-o,--output", "OUT", options->output,
                     "Write to this file, which is replaced when all is read, instead of to "
                     "standard output");
+    AddNoSyncArgument(command, options->sync);
     AddProgressArgument(command, options->progress);
     command.AddFlag(
         "--json", options->json,

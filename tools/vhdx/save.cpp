@@ -11,6 +11,7 @@ namespace {
 struct CSaveOptions {
     CFileOptions disk;
     std::string model;
+    ESync sync = ESync::needed;
 };
 
 void RunSave(const CSaveOptions& options) {
@@ -22,7 +23,7 @@ void RunSave(const CSaveOptions& options) {
     if (disk.Identity() != identity) {
         throw CCommandFailure("the disk changed while its model was made; save it again");
     }
-    SaveModel(options.model, options.disk.file, model, identity);
+    SaveModel(options.model, options.disk.file, model, identity, options.sync);
 }
 
 }  // namespace
@@ -36,6 +37,7 @@ void AddSave(CProgramSyntax& program, CChosenCommand& chosen) {
         "MODEL.xml", options->model,
         "The file to write; an older one is replaced. Beside it stands MODEL.xml.identity, "
         "which says which disk in which state the model is of");
+    AddNoSyncArgument(command, options->sync);
     command.SetFooter("Example: vhdx save disk.vhdx disk.xml; vhdx map disk.vhdx --model disk.xml");
     Choose(command, chosen, options, RunSave);
 }

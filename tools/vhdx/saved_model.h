@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tools/vhdx/command_syntax.h"
+#include "tools/vhdx/durable.h"
 #include "tools/vhdx/opened_file.h"
 
 namespace NTool {
@@ -21,7 +22,7 @@ CModel ReadModel(const std::string& file, const CGeometry& geometry, const CDisk
 /// beside it. Throws `CCommandFailure`, for a model that would not come back as it is too. An
 /// identity is never beside another document than its own.
 void SaveModel(const std::string& name, const std::string& disk, const CModel& model,
-               const CDiskIdentity& identity);
+               const CDiskIdentity& identity, ESync sync);
 
 /// Throws `CCommandFailure` for what no model can be saved to: standard output, a device.
 void CheckModelPlace(const std::string& name);

@@ -18,6 +18,7 @@ DWORD AccessOf(EOpening opening) {
         case EOpening::toRead:
             return GENERIC_READ;
         case EOpening::toReadAndWrite:
+        case EOpening::toReadAndWriteNew:
             return GENERIC_READ | GENERIC_WRITE;
         default:
             return GENERIC_WRITE;
@@ -28,7 +29,7 @@ DWORD CreationOf(EOpening opening) {
     switch (opening) {
         case EOpening::toWrite:
             return CREATE_ALWAYS;
-        case EOpening::toWriteNew:
+        case EOpening::toReadAndWriteNew:
             return CREATE_NEW;
         default:
             return OPEN_EXISTING;

@@ -10,8 +10,8 @@ namespace NTool {
 enum class EOpening {
     toRead,
     toReadAndWrite,
-    toWrite,     ///< makes the file, or empties the one that is there
-    toWriteNew,  ///< fails when the file is there
+    toWrite,            ///< makes the file, or empties the one that is there
+    toReadAndWriteNew,  ///< fails when the file is there
 };
 
 /// A descriptor of the C runtime, or -1 with `errno` set. Unlike a file that the runtime opens,
