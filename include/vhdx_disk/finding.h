@@ -26,7 +26,7 @@ struct CFinding {
     std::string place;  ///< a position in the file, a block, a chunk
     std::string kind;   ///< the same word for the same trouble, for programs
     ESeverity severity = ESeverity::error;
-    std::string text;  ///< what is wrong, and what it means
+    std::string text;  ///< what is wrong, and what it means; safe to print
 };
 
 using CFindingCallback = std::function<void(const CFinding&)>;

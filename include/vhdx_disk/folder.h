@@ -34,7 +34,7 @@ struct CLinkingForecast {
     };
 
     EOutcome outcome = links;
-    std::vector<std::string> reasons;  ///< for any other outcome, one sentence each
+    std::vector<std::string> reasons;  ///< for any other outcome, one sentence each; safe to print
     std::vector<CChain> chains;        ///< one for each disk without parent
 };
 

@@ -20,7 +20,8 @@ namespace NVHDXDisk {
 
 /// One disk file of the tree; indices are places in `CFolder::Files`.
 struct CTreeFile {
-    /// In the folder; of a file in a folder below it the path from there, with '/'.
+    /// In the folder; of a file in a folder below it the path from there, with '/'. As it is: to
+    /// print it see `Printable`.
     std::string name;
     std::filesystem::path path;
     std::optional<CFailure> problem;  ///< why it cannot be read
@@ -52,7 +53,7 @@ struct CTreeFinding {
 
     EKind kind = unreadable;
     std::vector<std::size_t> files;  ///< whom it concerns, the parent first where there is one
-    std::string text;                ///< one sentence that names the files
+    std::string text;                ///< one sentence that names the files; safe to print
 };
 
 }  // namespace NVHDXDisk

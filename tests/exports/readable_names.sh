@@ -13,6 +13,7 @@ readable_names() {
     sed -E '
         s/\[abi:cxx11\]//g
         s/std::filesystem::__cxx11::path/std::filesystem::path/g
+        s/std::basic_string_view<char, std::char_traits<char> >/std::string_view/g
         s/std::basic_string_view<wchar_t, std::char_traits<wchar_t> >/std::wstring_view/g
         s/std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >/std::string/g
         s/std::__cxx11::basic_string<wchar_t, std::char_traits<wchar_t>, std::allocator<wchar_t> >/std::wstring/g

@@ -95,6 +95,14 @@ TEST(Ranges, AreRefusedWhenAnElementIsNone) {
     }
 }
 
+TEST(Ranges, AreRefusedWhenAnElementIsLongerThanAMebibyte) {
+    const std::string first = R"([{"offset":0,"length":1},{"offset":1,"length":1,"x":")";
+    const std::string last = "\"}]";
+    EXPECT_EQ(Refusal(first + std::string(1000000, 'x') + last), "taken");
+    EXPECT_EQ(Refusal(first + std::string(1048576, 'x') + last),
+              "element 2: it is longer than 1 MiB, which no range is");
+}
+
 TEST(Ranges, AreRefusedWhenTheTextIsNoArrayOrNoJson) {
     EXPECT_EQ(Refusal("{}"), R"(the JSON is no array of {"offset", "length"})");
     EXPECT_EQ(

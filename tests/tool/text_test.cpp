@@ -41,38 +41,6 @@ TEST(Utf8, KeepsEmbeddedZeros) {
     EXPECT_EQ(Utf8(Units({'a', 0, 'b'})), std::string("a\0b", 3));
 }
 
-TEST(Printable, KeepsOrdinaryText) {
-    EXPECT_EQ(Printable("a b\\c"), "a b\\c");
-    EXPECT_EQ(Printable("\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80"),
-              "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80");
-}
-
-TEST(Printable, EscapesControlCharacters) {
-    EXPECT_EQ(Printable("\x1B[31m\n\t\x7F"), "\\u{1B}[31m\\u{A}\\u{9}\\u{7F}");
-    EXPECT_EQ(Printable(std::string("\0", 1)), "\\u{0}");
-    EXPECT_EQ(Printable("\xC2\x9B"), "\\u{9B}");
-}
-
-TEST(Printable, EscapesDirectionMarksAndLineSeparators) {
-    EXPECT_EQ(Printable("\xE2\x80\xAE"), "\\u{202E}");
-    EXPECT_EQ(Printable("\xE2\x81\xA6"), "\\u{2066}");
-    EXPECT_EQ(Printable("\xE2\x80\xA8"), "\\u{2028}");
-}
-
-TEST(Printable, EscapesBytesThatAreNoUtf8) {
-    EXPECT_EQ(Printable("\xFF"), "\\xFF");
-    EXPECT_EQ(Printable("\x80"), "\\x80");
-    EXPECT_EQ(Printable("\xC3"), "\\xC3");  // cut off
-    EXPECT_EQ(Printable("\xC3("
-                        "a"),
-              "\\xC3(a");                                              // no continuation
-    EXPECT_EQ(Printable("\xC0\x9B"), "\\xC0\\x9B");                    // longer than need be
-    EXPECT_EQ(Printable("\xE0\x80\x9B"), "\\xE0\\x80\\x9B");           // longer than need be
-    EXPECT_EQ(Printable("\xED\xA0\x80"), "\\xED\\xA0\\x80");           // a surrogate
-    EXPECT_EQ(Printable("\xF4\x90\x80\x80"), "\\xF4\\x90\\x80\\x80");  // past the last character
-    EXPECT_EQ(Printable("\xF8\x88\x80\x80\x80"), "\\xF8\\x88\\x80\\x80\\x80");
-}
-
 TEST(InUnits, TakesTheLargestUnitThatFits) {
     EXPECT_EQ(InUnits(0), "0 bytes");
     EXPECT_EQ(InUnits(1023), "1023 bytes");

@@ -64,7 +64,7 @@ public:
 private:
     void PrintText(const CFinding& finding) {
         m_output.Print(FMT_COMPILE("{}: {}: {} ({})\n"), Printable(NVHDXDisk::TextOf(finding.file)),
-                       finding.place, Printable(finding.text), finding.kind);
+                       finding.place, finding.text, finding.kind);
     }
 
     void PrintJson(const CFinding& finding) {

@@ -8,7 +8,7 @@
 namespace NTool {
 
 std::string ReasonOf(const NVHDXDisk::CFailure& failure) {
-    std::string reason = Printable(failure.reason);
+    const std::string& reason = failure.reason;
     switch (failure.kind) {
         case NVHDXDisk::CFailure::logNotReplayed:
             return reason + " (--no-replay shows the file as it stands)";

@@ -4,6 +4,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -13,6 +14,7 @@
 namespace NTool {
 
 struct CJsonMember;
+class CTextStream;
 
 /// A value of JSON, to be printed or as it was read. The JSON library stands behind this header:
 /// its own takes seconds to compile.
@@ -79,6 +81,14 @@ std::string JsonLines(const CJsonValue& value);
 /// Reads a value whose arrays and objects are nested at most nine deep. Throws `CCommandFailure`
 /// that says what is wrong.
 CJsonValue ParseJson(std::string_view text);
+
+/// Reads an array of any length, nested as deeply as `ParseJson` takes it, and hands on each
+/// element: of an object those of its members alone that have one of the names, each once, and null
+/// for one that is an array or an object; of an array nothing but that it is one. Keeps no element.
+/// False where the text is no array. Throws as `ParseJson` does, then after the elements before,
+/// and for an element of more than 1 MiB together with the blanks before it.
+bool ReadJsonElements(CTextStream& text, const std::vector<std::string>& names,
+                      const std::function<void(const CJsonValue&)>& take);
 
 }  // namespace NTool
 

@@ -58,7 +58,7 @@ CCommandFailure NotLinked(const NVHDXDisk::CLinkingForecast& linking) {
     for (const std::string& reason : linking.reasons) {
         text.append(text.empty() ? "" : "; ").append(reason);
     }
-    return CCommandFailure("the library cannot link these disks: " + Printable(text));
+    return CCommandFailure("the library cannot link these disks: " + text);
 }
 
 /// The folder's chains as the library links them, in the order of their bases' names. Looks first,

@@ -1,13 +1,13 @@
 #include "tools/vhdx/ranges.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <memory>
 #include <numeric>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -17,6 +17,7 @@
 #include "tools/vhdx/opened_file.h"
 #include "tools/vhdx/size_text.h"
 #include "tools/vhdx/text.h"
+#include "tools/vhdx/text_stream.h"
 
 namespace NTool {
 
@@ -72,12 +73,11 @@ std::uint64_t ParseNumber(std::string_view text, const std::string& place) {
     }
 }
 
-CRanges ParseLines(std::string_view text) {
+CRanges ParseLines(CTextStream& text) {
     CRangeCollector collector;
-    for (std::size_t number = 1; !text.empty(); ++number) {
-        const std::size_t end = text.find('\n');
-        const std::string_view line = Trimmed(text.substr(0, end));
-        text = end == text.npos ? std::string_view() : text.substr(end + 1);
+    std::string whole;
+    for (std::size_t number = 1; text.ReadLine(whole); ++number) {
+        const std::string_view line = Trimmed(whole);
         if (line.empty()) {
             continue;
         }
@@ -101,36 +101,39 @@ std::uint64_t NumberOf(const CJsonValue& element, const char* key, const std::st
     return *number;
 }
 
-CRanges ParseElements(const std::string& text) {
-    const CJsonValue json = ParseJson(text);
-    const CJsonValue::CElements* const elements = json.Elements();
-    if (elements == nullptr) {
-        throw CCommandFailure(R"(the JSON is no array of {"offset", "length"})");
-    }
+CRanges ParseElements(CTextStream& text) {
     CRangeCollector collector;
     std::size_t number = 0;
-    for (const CJsonValue& element : *elements) {
+    const auto add = [&collector, &number](const CJsonValue& element) {
         const std::string place = fmt::format("element {}", ++number);
         if (!element.IsObject()) {
             throw CCommandFailure(place + R"(: this is no {"offset", "length"})");
         }
         collector.Add(NumberOf(element, "offset", place), NumberOf(element, "length", place),
                       place);
+    };
+    if (!ReadJsonElements(text, {"offset", "length"}, add)) {
+        throw CCommandFailure(R"(the JSON is no array of {"offset", "length"})");
     }
     return collector.Take();
 }
 
-std::string ReadAll(std::FILE* file) {
-    std::string text;
-    std::array<char, 65536> piece;
-    errno = 0;
-    while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file)) {
-        text.append(piece.data(), count);
-    }
-    if (std::ferror(file) != 0) {
-        throw CCommandFailure("cannot be read: " + std::generic_category().message(errno));
-    }
-    return text;
+CRanges Parse(CTextStream& text) {
+    const char first = text.FirstVisible();
+    return first == '[' || first == '{' ? ParseElements(text) : ParseLines(text);
+}
+
+CRanges ReadAll(std::FILE* file) {
+    std::vector<char> piece(65536);
+    CTextStream text([file, &piece] {
+        errno = 0;
+        const std::size_t count = std::fread(piece.data(), 1, piece.size(), file);
+        if (count == 0 && std::ferror(file) != 0) {
+            throw CCommandFailure("cannot be read: " + std::generic_category().message(errno));
+        }
+        return std::string_view(piece.data(), count);
+    });
+    return Parse(text);
 }
 
 struct CFileCloser {
@@ -141,7 +144,7 @@ std::string NameOf(const std::string& file) {
     return file == "-" ? "standard input" : file;
 }
 
-std::string TextOf(const std::string& file) {
+CRanges ReadFrom(const std::string& file) {
     if (file == "-") {
         return ReadAll(stdin);
     }
@@ -159,15 +162,14 @@ std::string TextOf(const std::string& file) {
 
 }  // namespace
 
-CRanges ParseRanges(const std::string& text) {
-    const std::size_t first = text.find_first_not_of(" \t\r\n");
-    const bool isJson = first != text.npos && (text[first] == '[' || text[first] == '{');
-    return isJson ? ParseElements(text) : ParseLines(text);
+CRanges ParseRanges(std::string_view text) {
+    CTextStream stream(text);
+    return Parse(stream);
 }
 
 CRanges ReadRanges(const std::string& file) {
     try {
-        return ParseRanges(TextOf(file));
+        return ReadFrom(file);
     } catch (const CCommandFailure& failure) {
         throw CCommandFailure(NameOf(file), failure.what());
     }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace NTool {
 
@@ -13,9 +14,10 @@ using CRanges = std::map<std::uint64_t, std::uint64_t>;
 /// The ranges of a text: a JSON array of {"offset", "length"}, or a line "offset,length" for each.
 /// Throws `CCommandFailure` that names the line or the element for what is neither, for ranges that
 /// are not in ascending order or overlap, and for ranges that end past 2^64.
-CRanges ParseRanges(const std::string& text);
+CRanges ParseRanges(std::string_view text);
 
-/// The ranges of a file, or of standard input for "-". Throws `CCommandFailure` whose subject is
+/// The ranges of a file, or of standard input for "-", of which no more than a piece is in memory
+/// beside them. Throws `CCommandFailure` whose subject is
 /// the file.
 CRanges ReadRanges(const std::string& file);
 

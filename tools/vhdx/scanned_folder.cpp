@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include <fmt/format.h>
+
 #include <vhdx_disk/path_query.h>
 #include "tools/vhdx/arguments.h"
 #include "tools/vhdx/command_failure.h"
@@ -42,7 +44,7 @@ void AddFolderArguments(CCommandSyntax& command, CScanOptions& folder) {
 std::string TextOf(const NVHDXDisk::CFolder& folder, const NVHDXDisk::CTreeFinding& finding) {
     const NVHDXDisk::CTreeFile& file = folder.Files()[finding.files.front()];
     return finding.kind == NVHDXDisk::CTreeFinding::unreadable
-               ? "\"" + file.name + "\": " + ReasonOf(*file.problem)
+               ? fmt::format("\"{}\": {}", Printable(file.name), ReasonOf(*file.problem))
                : finding.text;
 }
 

@@ -11,12 +11,8 @@
 
 namespace NTool {
 
+using NVHDXDisk::Printable;
 using NVHDXDisk::Utf8;
-
-/// The text with everything that could steer a terminal or mislead the eye (control characters,
-/// direction marks, bytes that are no UTF-8) written as an escape, so that a disk file or a file
-/// name cannot do either.
-std::string Printable(std::string_view utf8);
 
 /// "32 MiB", "1.5 GiB", "0 bytes": in the largest unit that leaves at least 1, to one decimal.
 std::string InUnits(std::uint64_t bytes);

@@ -112,12 +112,11 @@ void PrintTree(const CFolder& tree, COutput& output) {
     }
     for (const NVHDXDisk::CTreeFinding& finding : tree.Findings()) {
         if (finding.kind != NVHDXDisk::CTreeFinding::severalChildren) {  // the tree shows them
-            output.Print(FMT_COMPILE("note: {}\n"), Printable(TextOf(tree, finding)));
+            output.Print(FMT_COMPILE("note: {}\n"), TextOf(tree, finding));
         }
     }
     for (const std::string& reason : tree.Linking().reasons) {
-        output.Print(FMT_COMPILE("note: the library cannot link this folder: {}\n"),
-                     Printable(reason));
+        output.Print(FMT_COMPILE("note: the library cannot link this folder: {}\n"), reason);
     }
 }
 

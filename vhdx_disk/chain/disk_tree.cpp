@@ -132,7 +132,7 @@ void CDiskTree::FindForks() {
             text.append(QuotedText(m_files[child].name));
             files.push_back(child);
         }
-        AddFinding(CTreeFinding::severalChildren, std::move(files), std::move(text));
+        AddFinding(CTreeFinding::severalChildren, std::move(files), text);
     }
 }
 
@@ -155,14 +155,13 @@ void CDiskTree::FindCircles() {
             text.append(" ").append(QuotedText(m_files[file].name));
         });
         text.append(" ").append(QuotedText(m_files[*at].name));
-        AddFinding(CTreeFinding::circle, std::vector<std::size_t>(circle, way.end()),
-                   std::move(text));
+        AddFinding(CTreeFinding::circle, std::vector<std::size_t>(circle, way.end()), text);
     }
 }
 
 void CDiskTree::AddFinding(CTreeFinding::EKind kind, std::vector<std::size_t> files,
-                           std::string text) {
-    m_findings.push_back({kind, std::move(files), std::move(text)});
+                           const std::string& text) {
+    m_findings.push_back({kind, std::move(files), Printable(text)});
 }
 
 std::vector<CDiskTree::CPlace> PlacesOf(const CDiskFolders& folders) {

@@ -41,7 +41,8 @@ private:
     void FindParentOf(std::size_t file, const CParentSearch& search, const CIndices& indices);
     void FindForks();
     void FindCircles();
-    void AddFinding(CTreeFinding::EKind kind, std::vector<std::size_t> files, std::string text);
+    void AddFinding(CTreeFinding::EKind kind, std::vector<std::size_t> files,
+                    const std::string& text);
 
     std::vector<CTreeFile> m_files;
     std::vector<std::size_t> m_roots;

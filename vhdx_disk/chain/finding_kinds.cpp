@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <iterator>
 
+#include <vhdx_disk/path_query.h>
+
 namespace NVHDXDisk {
 
 namespace {
@@ -195,7 +197,7 @@ const std::vector<CFindingKind>& FindingKinds() {
 CFinding MakeFinding(const std::filesystem::path& file, const std::string& place, EFinding kind,
                      const std::string& text) {
     const CFindingKind& row = Rows[static_cast<std::size_t>(kind)].kind;
-    return {file, place, row.word, row.severity, text};
+    return {file, Printable(place), row.word, row.severity, Printable(text)};
 }
 
 }  // namespace NVHDXDisk

@@ -40,7 +40,9 @@ const char* NameOf(CFailure::EKind kind) {
 
 CFailure MakeFailure(CFailure::EKind kind, const std::filesystem::path& file,
                      const std::string& reason, int error) {
-    return {kind, file, file.empty() ? reason : Quoted(file) + ": " + reason, reason, error};
+    const std::string printable = Printable(reason);
+    return {kind, file, file.empty() ? printable : Quoted(file) + ": " + printable, printable,
+            error};
 }
 
 }  // namespace NVHDXDisk

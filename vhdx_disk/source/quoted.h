@@ -8,9 +8,9 @@
 
 namespace NVHDXDisk {
 
-/// A text in double quotes.
+/// A text for people in double quotes.
 [[nodiscard]] inline std::string QuotedText(const std::string& text) {
-    return std::string(1, '"').append(text).append(1, '"');
+    return std::string(1, '"').append(Printable(text)).append(1, '"');
 }
 
 /// A path for people in double quotes.
