@@ -1,15 +1,16 @@
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <vhdx_disk/disk.h>
 #include <vhdx_disk/reader.h>
 
-#include "fuzz/check_source.h"
 #include "fuzz/disk_files.h"
 #include "fuzz/reason.h"
 #include "fuzz/target.h"
 #include "tests/support/naive_disk.h"
+#include "vhdx_disk/check/source_check.h"
 
 // Checks one patched file: what has no error opens, and can be read wherever it has data.
 
@@ -29,12 +30,18 @@ struct CVerdict {
 CVerdict Check(const CSourcePointer& source, ELog log) {
     CVerdict verdict;
     std::size_t count = 0;
-    verdict.isContainer = NFuzz::CheckSource(source, log, [&](const CFinding& finding) {
+    const auto look = [&](const CFinding& finding) {
         NFuzz::Require(++count <= mostFindings && !finding.kind.empty() && !finding.place.empty() &&
                        !finding.text.empty() && NFuzz::IsUtf8(finding.text) &&
                        finding.file == source->Path());
         verdict.hasError = verdict.hasError || finding.severity == ESeverity::error;
-    });
+    };
+    std::optional<NVHDX::NMetadata::CParent> locator;
+    CFailure failure;
+    verdict.isContainer = CheckSource(source, log, look, locator, failure);
+    if (!verdict.isContainer) {
+        NFuzz::RequireReason(failure);
+    }
     return verdict;
 }
 
