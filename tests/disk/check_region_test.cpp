@@ -45,7 +45,23 @@ TEST(DiskCheckRegion, FindsAWrongChecksumAndGoesByTheOtherCopy) {
                                                              table.checksum = 5;
                                                              table.entries.clear();
                                                          })),
-                ElementsAre("region-table-checksum at offset 196608", "not-opened at file"));
+                ElementsAre("region-table-checksum at offset 196608",
+                            "region-tables-differ at offset 196608"));
+}
+
+/// Readers take the first copy whatever its checksum says.
+TEST(DiskCheckRegion, FindsADamagedFirstCopyThatLeadsAstray) {
+    EXPECT_THAT(Findings(CImageBuilder().EditRegionTable(0,
+                                                         [](CRegionTable& table) {
+                                                             table.checksum = 5;
+                                                             table.Find(NGuid::batRegion).length =
+                                                                 8;
+                                                         })),
+                ElementsAre("region-table-checksum at offset 196608",
+                            "region-tables-differ at offset 196608"));
+    EXPECT_THAT(Findings(CImageBuilder().EditRegionTable(
+                    0, [](CRegionTable& table) { table.checksum = 5; })),
+                ElementsAre("region-table-checksum at offset 196608"));
 }
 
 TEST(DiskCheckRegion, FindsADamagedByteAtTheEndOfTheTable) {
