@@ -17,9 +17,26 @@ TEST(DiskCheckRegion, FindsEachCopyThatIsNoRegionTable) {
     EXPECT_THAT(
         Sentences(CImageBuilder().EditRegionTable(0, spoil)),
         ElementsAre("region-table-signature at offset 196608: this copy of the region table "
-                    "does not begin with \"regi\" and is of no use"));
+                    "does not begin with \"regi\" and is of no use",
+                    "not-opened at file: the disk cannot be opened though no other error was "
+                    "found: the disk is damaged: its headers, the place of its log, its region "
+                    "table or its metadata table cannot be read"));
     EXPECT_THAT(Findings(CImageBuilder().EditRegionTable(1, spoil)),
                 ElementsAre("region-table-signature at offset 262144"));
+}
+
+/// A reader follows the header with the greatest number to the log, whatever its checksum says.
+TEST(DiskCheckRegion, SaysThatADiskCannotBeOpenedForALogThatIsNotThere) {
+    EXPECT_THAT(Check(CImageBuilder()
+                          .EditHeader(1,
+                                      [](CHeader& header) {
+                                          header.checksum = 5;
+                                          header.logGuid = NGuid::unknown;
+                                          header.logOffset = 1 * TiB;
+                                      })
+                          .Build())
+                    .Kinds(),
+                ElementsAre("header-checksum", "not-opened"));
 }
 
 TEST(DiskCheckRegion, FindsAWrongChecksumAndGoesByTheOtherCopy) {
@@ -28,6 +45,22 @@ TEST(DiskCheckRegion, FindsAWrongChecksumAndGoesByTheOtherCopy) {
                                                              table.checksum = 5;
                                                              table.entries.clear();
                                                          })),
+                ElementsAre("region-table-checksum at offset 196608",
+                            "region-tables-differ at offset 196608"));
+}
+
+/// Readers take the first copy whatever its checksum says.
+TEST(DiskCheckRegion, FindsADamagedFirstCopyThatLeadsAstray) {
+    EXPECT_THAT(Findings(CImageBuilder().EditRegionTable(0,
+                                                         [](CRegionTable& table) {
+                                                             table.checksum = 5;
+                                                             table.Find(NGuid::batRegion).length =
+                                                                 8;
+                                                         })),
+                ElementsAre("region-table-checksum at offset 196608",
+                            "region-tables-differ at offset 196608"));
+    EXPECT_THAT(Findings(CImageBuilder().EditRegionTable(
+                    0, [](CRegionTable& table) { table.checksum = 5; })),
                 ElementsAre("region-table-checksum at offset 196608"));
 }
 
@@ -91,13 +124,14 @@ TEST(DiskCheckRegion, FindsReservedBitsOfAnEntry) {
 }
 
 TEST(DiskCheckRegion, FindsReservedBitsWhereTheTableIsTheSecondOne) {
-    EXPECT_THAT(
-        Findings(
-            CImageBuilder()
-                .EditRegionTable(0, [](CRegionTable& table) { table.signature = 0; })
-                .EditRegionTable(
-                    1, [](CRegionTable& table) { table.Find(NGuid::metadataRegion).flags = 3; })),
-        ElementsAre("region-table-signature at offset 196608", "region-reserved at offset 262220"));
+    EXPECT_THAT(Findings(CImageBuilder()
+                             .EditRegionTable(0, [](CRegionTable& table) { table.signature = 0; })
+                             .EditRegionTable(1,
+                                              [](CRegionTable& table) {
+                                                  table.Find(NGuid::metadataRegion).flags = 3;
+                                              })),
+                ElementsAre("region-table-signature at offset 196608",
+                            "region-reserved at offset 262220", "not-opened at file"));
 }
 
 TEST(DiskCheckRegion, TakesAKnownRegionThatIsNotMarkedAsRequired) {

@@ -60,6 +60,12 @@ TEST(DiskCheckBat, FindsAnEntryInUsePastTheEndOfTheDisk) {
                 ElementsAre(Block("block-past-disk", 16)));
 }
 
+/// Readers refuse the whole table for it.
+TEST(DiskCheckBat, FindsAnImpossibleStatePastTheEndOfTheDisk) {
+    EXPECT_THAT(ChildFindings(Child().PayloadBlock(16, 5, 4)),
+                ElementsAre(Block("block-state", 16), Block("block-past-disk", 16)));
+}
+
 TEST(DiskCheckBat, FindsABlockInTheHeaderArea) {
     EXPECT_THAT(Findings(Dynamic().PayloadBlock(1, 6, 0)),
                 ElementsAre(Block("block-in-header", 1)));

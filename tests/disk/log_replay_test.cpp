@@ -113,6 +113,22 @@ TEST(LogReplay, LaterEntriesWin) {
     EXPECT_EQ(replay.Page(6 * MiB), PageOf(3));
 }
 
+TEST(LogReplay, LaterDescriptorsOfAnEntryWin) {
+    const CReplay replay(CLogImage().Put(0, CLogEntryBuilder(1)
+                                                .Page(5 * MiB, PageOf(1))
+                                                .Page(6 * MiB, PageOf(2))
+                                                .Zero(5 * MiB, 4096)
+                                                .Page(6 * MiB, PageOf(3))
+                                                .Zero(7 * MiB, 8192)
+                                                .Page(7 * MiB, PageOf(4))
+                                                .Bytes()));
+    ASSERT_EQ(replay.log.status, CLogState::replayed) << replay.failure.reason;
+    EXPECT_EQ(replay.Page(5 * MiB), CBytes(4096));
+    EXPECT_EQ(replay.Page(6 * MiB), PageOf(3));
+    EXPECT_EQ(replay.Page(7 * MiB), PageOf(4));
+    EXPECT_EQ(replay.Page(7 * MiB + 4096), CBytes(4096));
+}
+
 TEST(LogReplay, EntriesBeforeTheTailAreNotPending) {
     const CReplay replay(
         CLogImage()

@@ -27,6 +27,8 @@ constexpr CRow Rows[] = {
       "The folder cannot be read, and nobody knows which disks it holds."}},
     {EFinding::bytesUnreadable,
      {"bytes-unreadable", error, "The system refuses to read bytes of the file."}},
+    {EFinding::notOpened,
+     {"not-opened", error, "The disk cannot be opened, though no other error was found."}},
     {EFinding::identifierSignature,
      {"identifier-signature", error, "The file does not begin as every disk file does."}},
     {EFinding::headerSignature,

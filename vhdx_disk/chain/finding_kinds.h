@@ -13,6 +13,7 @@ enum class EFinding {
     notADisk,
     folderUnreadable,
     bytesUnreadable,
+    notOpened,
     identifierSignature,
     headerSignature,
     headerChecksum,

@@ -1,6 +1,7 @@
 #include "vhdx_disk/check/region_check.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <set>
 #include <string>
@@ -77,6 +78,18 @@ CTableCopy CheckTable(const IByteSource& source, std::uint64_t position,
     return copy;
 }
 
+/// Whether a damaged first copy, which readers take all the same, says other things than the
+/// second.
+bool IsMisleading(const CTableCopy& first, const CTableCopy& second) {
+    if (first.valid || first.bytes.empty() || CountOf(first.bytes) > MostEntries) {
+        return false;  // there is none, or it is refused
+    }
+    const std::size_t begin = offsetof(VHDX_REGION_TABLE_HEADER, EntryCount);
+    const std::size_t end =
+        sizeof(VHDX_REGION_TABLE_HEADER) + CountOf(second.bytes) * sizeof(VHDX_REGION_TABLE_ENTRY);
+    return std::memcmp(first.bytes.data() + begin, second.bytes.data() + begin, end - begin) != 0;
+}
+
 /// The table to go by: a valid one, or else any that is one at all.
 CTableCopy CheckTables(const IByteSource& source, const CFindingSink& findings) {
     CTableCopy first = CheckTable(source, VHDX_REGION_TABLE_HEADER::FirstPosition, findings);
@@ -84,6 +97,10 @@ CTableCopy CheckTables(const IByteSource& source, const CFindingSink& findings) 
     if (first.valid && second.valid && first.bytes != second.bytes) {
         findings.Add(EFinding::regionTablesDiffer, AtOffset(second.position),
                      "the two copies of the region table are valid and say different things");
+    } else if (second.valid && IsMisleading(first, second)) {
+        findings.Add(EFinding::regionTablesDiffer, AtOffset(first.position),
+                     "the first copy of the region table is damaged and says other things than "
+                     "the second one: who goes by it reads the wrong bytes");
     }
     const bool isSecondNone = second.bytes.empty() && !IsRefused(second.cause);
     if (first.valid || (!second.valid && (!first.bytes.empty() || isSecondNone))) {

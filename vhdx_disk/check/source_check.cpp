@@ -9,6 +9,7 @@
 #include "vhdx_disk/check/region_check.h"
 #include "vhdx_disk/check/table_check.h"
 #include "vhdx_disk/log/log_replay.h"
+#include "vhdx_disk/table/container.h"
 
 namespace NVHDXDisk {
 
@@ -25,6 +26,21 @@ void CheckStructures(const CSourcePointer& bytes, const CFindingSink& findings) 
     }
 }
 
+/// Of two copies of a structure the check takes the sound one, and so does not say all that keeps a
+/// reader out.
+void CheckOpening(const CHeadedFile& file, ELog log, const CFindingSink& findings) {
+    CContainer container;
+    CGeometry geometry;
+    CFailure failure;
+    if (!container.Open(file, log, failure) ||
+        !ReadGeometry(container.Accessor(), container.Stream(), file.source->Path(), geometry,
+                      failure)) {
+        findings.Add(
+            EFinding::notOpened, "file",
+            "the disk cannot be opened though no other error was found: " + failure.reason);
+    }
+}
+
 }  // namespace
 
 bool CheckSource(const CSourcePointer& file, ELog log, const CFindingCallback& report,
@@ -33,7 +49,12 @@ bool CheckSource(const CSourcePointer& file, ELog log, const CFindingCallback& r
     if (!LooksLikeContainer(headed, failure)) {
         return false;
     }
-    const CFindingSink findings(file->Path(), report);
+    bool hasError = false;
+    const CFindingCallback watched = [&](const CFinding& finding) {
+        hasError = hasError || finding.severity == ESeverity::error;
+        report(finding);
+    };
+    const CFindingSink findings(file->Path(), watched);
     const CSourcePointer telling = TellingRefusals(file, findings);
     CheckHeaders(*telling, findings);
     // The log is looked at in any case. As it stands also where the log cannot be replayed.
@@ -44,6 +65,9 @@ bool CheckSource(const CSourcePointer& file, ELog log, const CFindingCallback& r
     CheckLog(replayed.log, unreplayed, findings);
     CheckStructures(bytes, findings);
     locator = CheckLocator(bytes, findings);
+    if (!hasError) {
+        CheckOpening({telling, headed.copies, headed.header}, log, findings);
+    }
     return true;
 }
 

@@ -97,14 +97,15 @@ private:
     }
 
     void CheckBlock(const CCheckedEntry& entry) {
+        // Readers refuse a table with such an entry anywhere, also behind the end of the disk.
+        if (!IsAnyState(entry.entry)) {
+            m_problems.Add(EFinding::blockState, entry);
+        }
         if (entry.index >= m_geometry.BlockCount()) {
             if (entry.entry.StateBits() != 0) {
                 m_problems.Add(EFinding::blockPastDisk, entry);
             }
             return;
-        }
-        if (!IsAnyState(entry.entry)) {
-            m_problems.Add(EFinding::blockState, entry);
         }
         if (entry.entry.PayloadState() == NVHDX::CPayloadBlock::PartiallyPresent) {
             m_partialInChunk = true;

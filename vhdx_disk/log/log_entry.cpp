@@ -41,6 +41,12 @@ public:
     const CLogEntry& Entry() const { return m_entry; }
 
 private:
+    struct CZeros {
+        std::size_t pagesBefore;  ///< how many pages the descriptors before it name
+        std::uint64_t position;
+        std::uint64_t length;
+    };
+
     std::uint64_t SectorCount() const { return m_entry.length / LogSectorSize; }
 
     std::uint64_t DescriptorSectorCount() const {
@@ -127,7 +133,7 @@ private:
             return false;
         }
         if (m_target != nullptr) {
-            m_target->WriteZeros(position, length);
+            m_zeros.push_back({m_pages.size(), position, length});
         }
         return true;
     }
@@ -140,6 +146,7 @@ private:
         return IsWritable(page.FileOffset.Value(), LogSectorSize);
     }
 
+    /// Writes in the order of the descriptors: of two for one place the later one wins.
     bool ReadPages() {
         for (std::uint64_t i = 0; i < m_pageCount; ++i) {
             if (!ReadSector() || !IsDataSector()) {
@@ -147,10 +154,21 @@ private:
             }
             m_crc.process_bytes(m_sector.data(), m_sector.size());
             if (m_target != nullptr) {
+                WriteZerosBefore(static_cast<std::size_t>(i));
                 WritePage(m_pages[static_cast<std::size_t>(i)]);
             }
         }
+        WriteZerosBefore(m_pages.size());
         return true;
+    }
+
+    /// The ranges of zeros that stand between the page before and this one.
+    void WriteZerosBefore(std::size_t page) {
+        for (; m_zerosWritten != m_zeros.size() && m_zeros[m_zerosWritten].pagesBefore == page;
+             ++m_zerosWritten) {
+            const CZeros& zeros = m_zeros[m_zerosWritten];
+            m_target->WriteZeros(zeros.position, zeros.length);
+        }
     }
 
     /// A data sector repeats the sequence number around its bytes, so that a torn one shows.
@@ -183,6 +201,8 @@ private:
     std::uint64_t m_sectorsRead = 0;
     std::uint64_t m_pageCount = 0;
     std::vector<VHDX_LOG_DATA_DESCRIPTOR> m_pages;
+    std::vector<CZeros> m_zeros;
+    std::size_t m_zerosWritten = 0;
 };
 
 }  // namespace
