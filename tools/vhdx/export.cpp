@@ -59,6 +59,7 @@ void WriteImage(const CExportOptions& options) {
     const bool mixed = options.progress == EProgress::automatic && IsTerminal(stdout);
     WriteBytes(disk, {0, disk->Size()}, mixed ? EProgress::never : options.progress, "exporting ",
                output);
+    CheckUnchanged(*disk, options.disk);
 }
 
 void MakeImage(const CExportOptions& options) {
@@ -75,6 +76,7 @@ void MakeImage(const CExportOptions& options) {
     if (options.verify) {
         VerifyImage(disk, {{0, disk->Size()}}, raw, options.progress);
     }
+    CheckUnchanged(*disk, options.disk);
     file.Commit();
     RemoveUpdateMark(options.output, options.sync);
 }
@@ -85,6 +87,7 @@ void Update(const CDiskPointer& disk, const CRanges& ranges, CImageFile& raw,
     if (options.verify) {
         VerifyImage(disk, ranges, raw, options.progress);
     }
+    CheckUnchanged(*disk, options.disk);
     if (options.sync == ESync::needed) {
         raw.MakeDurable();
     }

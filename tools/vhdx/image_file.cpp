@@ -33,7 +33,6 @@ namespace NTool {
 namespace {
 
 constexpr std::uint64_t largestPiece = std::uint64_t{1} << 20;
-constexpr std::uint64_t noEnd = std::numeric_limits<std::uint64_t>::max();
 
 #if defined(_WIN32)
 
@@ -156,7 +155,7 @@ std::uint64_t CImageFile::Size() const {
 }
 
 void CImageFile::Resize(std::uint64_t size) {
-    m_known = {};
+    m_stored.Forget();
     if (const int error = SetSize(m_file, size); error != 0) {
         Fail("cannot be written", error);
     }
@@ -182,7 +181,7 @@ void CImageFile::Read(std::uint64_t offset, std::span<unsigned char> bytes) cons
 }
 
 void CImageFile::Write(std::uint64_t offset, std::span<const unsigned char> bytes) {
-    m_known = {};
+    m_stored.Forget();
     while (!bytes.empty()) {
         errno = 0;
         const std::int64_t count = WriteSome(
@@ -200,7 +199,7 @@ void CImageFile::Write(std::uint64_t offset, std::span<const unsigned char> byte
 
 void CImageFile::Zero(std::uint64_t offset, std::uint64_t length) {
     static const std::array<unsigned char, 65536> zeros = {};
-    m_known = {};
+    m_stored.Forget();
     if (length == 0 || MakeHole(m_file, offset, length)) {
         return;
     }
@@ -211,75 +210,39 @@ void CImageFile::Zero(std::uint64_t offset, std::uint64_t length) {
     }
 }
 
-void CImageFile::CopyFrom(const CImageFile& source, std::uint64_t position, std::uint64_t offset,
-                          std::uint64_t length) {
-    m_known = {};
-    std::uint64_t done = 0;
-    if (m_copiesInSystem && CopyInSystem(source, position, offset, length, done)) {
-        return;
-    }
-    std::vector<unsigned char> buffer;
-    while (done != length) {
-        buffer.resize(static_cast<std::size_t>(std::min(largestPiece, length - done)));
-        source.Read(position + done, buffer);
-        Write(offset + done, buffer);
-        done += buffer.size();
-    }
-}
-
 #if defined(__linux__)
 
-/// False when the rest has to be copied by reading and writing: the file systems cannot do it for
-/// one another, or something is wrong, which reading and writing will then name.
-bool CImageFile::CopyInSystem(const CImageFile& source, std::uint64_t position,
-                              std::uint64_t offset, std::uint64_t length, std::uint64_t& done) {
-    while (done != length) {
+std::uint64_t CImageFile::CopyInSystem(int file, std::uint64_t position, std::uint64_t offset,
+                                       std::uint64_t length) {
+    m_stored.Forget();
+    std::uint64_t done = 0;
+    while (m_copiesInSystem && done != length) {
         auto from = static_cast<off_t>(position + done);
         auto to = static_cast<off_t>(offset + done);
-        const ssize_t count = copy_file_range(source.m_file, &from, m_file, &to,
-                                              static_cast<std::size_t>(length - done), 0);
+        const ssize_t count =
+            copy_file_range(file, &from, m_file, &to, static_cast<std::size_t>(length - done), 0);
         if (count < 0 && errno == EINTR) {
             continue;
         }
         if (count <= 0) {
             m_copiesInSystem = count == 0;
-            return false;
+            break;
         }
         done += static_cast<std::uint64_t>(count);
     }
-    return true;
-}
-
-CImageFile::CKnown CImageFile::Look(std::uint64_t begin) const {
-    const off_t data = lseek(m_file, static_cast<off_t>(begin), SEEK_DATA);
-    if (data < 0) {
-        // With ENXIO there is none up to the end of the file.
-        return {begin, {errno == ENXIO ? noEnd : begin, noEnd}};
-    }
-    const off_t hole = lseek(m_file, data, SEEK_HOLE);
-    return {
-        begin,
-        {static_cast<std::uint64_t>(data), hole < 0 ? noEnd : static_cast<std::uint64_t>(hole)}};
+    return done;
 }
 
 #else
 
-bool CImageFile::CopyInSystem(const CImageFile&, std::uint64_t, std::uint64_t, std::uint64_t,
-                              std::uint64_t&) {
-    return false;
-}
-
-CImageFile::CKnown CImageFile::Look(std::uint64_t begin) const {
-    return {begin, {begin, noEnd}};
+std::uint64_t CImageFile::CopyInSystem(int, std::uint64_t, std::uint64_t, std::uint64_t) {
+    return 0;
 }
 
 #endif
 
-CImageFile::CStored CImageFile::NextStored(std::uint64_t begin, std::uint64_t end) const {
-    if (begin < m_known.begin || begin >= m_known.run.end) {
-        m_known = Look(begin);
-    }
-    return {std::clamp(m_known.run.begin, begin, end), std::min(m_known.run.end, end)};
+CStored CImageFile::NextStored(std::uint64_t begin, std::uint64_t end) const {
+    return m_stored.Next(m_file, begin, end);
 }
 
 void CImageFile::MakeDurable() {

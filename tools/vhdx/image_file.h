@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 
+#include "tools/vhdx/stored_runs.h"
 namespace NTool {
 
 /// A file read and written by position, with what the system offers for sparse files and for
@@ -34,19 +35,14 @@ public:
     /// Makes the bytes zeros that take no space, where the system can do that.
     void Zero(std::uint64_t offset, std::uint64_t length);
 
-    /// Copies bytes of another file, in the system where it can do that.
-    void CopyFrom(const CImageFile& source, std::uint64_t position, std::uint64_t offset,
-                  std::uint64_t length);
+    /// Has the system copy bytes of another open file. Returns how many it copied: fewer than
+    /// `length`, mostly none, where it cannot do that, or something is wrong, which reading and
+    /// writing the rest will then name.
+    std::uint64_t CopyInSystem(int file, std::uint64_t position, std::uint64_t offset,
+                               std::uint64_t length);
 
-    /// A run [begin, end) of bytes that the file has stored; what lies before it are zeros.
-    struct CStored {
-        std::uint64_t begin;
-        std::uint64_t end;
-    };
-    /// The first run in [begin, end); empty, at `end`, when there is none. All where the system
-    /// cannot tell.
+    /// As `CStoredRuns::Next`.
     CStored NextStored(std::uint64_t begin, std::uint64_t end) const;
-
     /// The bytes outlast a power cut.
     void MakeDurable();
     /// The bytes reach the disk, and what is read from now on comes from there.
@@ -55,22 +51,13 @@ public:
     void Close();
 
 private:
-    /// Bytes [begin, run.begin) are a hole, and those of the run are stored.
-    struct CKnown {
-        std::uint64_t begin = 0;
-        CStored run = {0, 0};
-    };
-
-    CKnown Look(std::uint64_t begin) const;
-    bool CopyInSystem(const CImageFile& source, std::uint64_t position, std::uint64_t offset,
-                      std::uint64_t length, std::uint64_t& done);
     [[noreturn]] void Fail(const char* what, int error) const;
 
     std::string m_name;
     int m_file = -1;
     bool m_isOwner = true;
     bool m_copiesInSystem = true;
-    mutable CKnown m_known;  ///< what the system said last; to ask is slow for long runs
+    mutable CStoredRuns m_stored;
 };
 
 }  // namespace NTool

@@ -2,11 +2,17 @@
 
 #include <algorithm>
 
-#include <vhdx_disk/path_query.h>
-
-#include "tools/vhdx/command_failure.h"
+#if defined(__linux__)
+#include <unistd.h>
+#endif
 
 namespace NTool {
+
+namespace {
+
+constexpr std::uint64_t largestPiece = std::uint64_t{1} << 20;
+
+}  // namespace
 
 bool CImageTarget::Write(std::uint64_t offset, const unsigned char* bytes, std::size_t count,
                          NVHDXDisk::CFailure&) {
@@ -24,25 +30,55 @@ bool CImageTarget::Flush(NVHDXDisk::CFailure&) {
     return true;  // who made the image closes it
 }
 
-/// Holes of the disk file become holes of the image.
+/// Holes of the disk file become holes of the image. All through the descriptor by which the disk
+/// itself is read: what has come into the file's place since is another file.
 bool CImageTarget::CopyFrom(const NVHDXDisk::CDiskFile& file, std::uint64_t position,
                             std::uint64_t offset, std::uint64_t length, bool& taken,
-                            NVHDXDisk::CFailure&) {
-    const CImageFile& source = Source(file.path);
-    const std::uint64_t end = position + length;
-    if (end > source.Size()) {
-        throw CCommandFailure(source.Name(), "the file became shorter while it was read");
+                            NVHDXDisk::CFailure& failure) {
+#if defined(__linux__)
+    const auto handle = file.source->SystemHandle();
+    taken = handle != nullptr;
+    if (!taken) {
+        return true;
     }
+    const int descriptor = static_cast<int>(*handle);
+    const off_t fileEnd = lseek(descriptor, 0, SEEK_END);
+    if (fileEnd < 0 || position + length > static_cast<std::uint64_t>(fileEnd)) {
+        failure = NVHDXDisk::MakeFailure(NVHDXDisk::CFailure::changedMeanwhile, file.path,
+                                         "the file became shorter while it was read");
+        return false;
+    }
+    const std::uint64_t end = position + length;
     while (position != end) {
-        const CImageFile::CStored stored = source.NextStored(position, end);
+        const CStored stored = m_stored[file.source.get()].Next(descriptor, position, end);
         MakeZeros(offset, stored.begin - position);
         offset += stored.begin - position;
-        m_image.CopyFrom(source, stored.begin, offset, stored.end - stored.begin);
+        if (!CopyStored(file, descriptor, stored.begin, offset, stored.end - stored.begin,
+                        failure)) {
+            return false;
+        }
         offset += stored.end - stored.begin;
         position = stored.end;
     }
     m_progress.Advance(length);
-    taken = true;
+    return true;
+#else
+    return ITarget::CopyFrom(file, position, offset, length, taken, failure);
+#endif
+}
+
+bool CImageTarget::CopyStored(const NVHDXDisk::CDiskFile& file, int descriptor,
+                              std::uint64_t position, std::uint64_t offset, std::uint64_t length,
+                              NVHDXDisk::CFailure& failure) {
+    std::uint64_t done = m_image.CopyInSystem(descriptor, position, offset, length);
+    while (done != length) {
+        m_buffer.resize(static_cast<std::size_t>(std::min(largestPiece, length - done)));
+        if (!file.source->ReadAt(position + done, m_buffer.data(), m_buffer.size(), failure)) {
+            return false;
+        }
+        m_image.Write(offset + done, m_buffer);
+        done += m_buffer.size();
+    }
     return true;
 }
 
@@ -50,14 +86,6 @@ void CImageTarget::MakeZeros(std::uint64_t offset, std::uint64_t length) {
     if (offset < m_olderSize) {
         m_image.Zero(offset, std::min(length, m_olderSize - offset));
     }
-}
-
-const CImageFile& CImageTarget::Source(const std::filesystem::path& path) {
-    std::unique_ptr<CImageFile>& source = m_sources[path];
-    if (source == nullptr) {
-        source = std::make_unique<CImageFile>(path, NVHDXDisk::TextOf(path), CImageFile::toRead);
-    }
-    return *source;
 }
 
 }  // namespace NTool

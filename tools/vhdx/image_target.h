@@ -2,13 +2,13 @@
 #define VHDX_TOOLS_VHDX_IMAGE_TARGET_H
 
 #include <cstdint>
-#include <filesystem>
 #include <map>
-#include <memory>
+#include <vector>
 
 #include <vhdx_disk/copy.h>
 #include "tools/vhdx/image_file.h"
 #include "tools/vhdx/progress.h"
+#include "tools/vhdx/stored_runs.h"
 
 namespace NTool {
 
@@ -28,13 +28,15 @@ public:
                   std::uint64_t length, bool& taken, NVHDXDisk::CFailure& failure) override;
 
 private:
-    const CImageFile& Source(const std::filesystem::path& path);
+    bool CopyStored(const NVHDXDisk::CDiskFile& file, int descriptor, std::uint64_t position,
+                    std::uint64_t offset, std::uint64_t length, NVHDXDisk::CFailure& failure);
     void MakeZeros(std::uint64_t offset, std::uint64_t length);
 
     CImageFile& m_image;
     std::uint64_t m_olderSize;
     CProgress& m_progress;
-    std::map<std::filesystem::path, std::unique_ptr<CImageFile>> m_sources;
+    std::map<const NVHDXDisk::IByteSource*, CStoredRuns> m_stored;
+    std::vector<unsigned char> m_buffer;
 };
 
 }  // namespace NTool

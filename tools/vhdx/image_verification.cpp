@@ -34,7 +34,7 @@ public:
         m_zeros.resize(pieceSize);
         const std::uint64_t end = offset + length;
         for (std::uint64_t at = offset; at != end;) {
-            const CImageFile::CStored stored = m_image.NextStored(at, end);
+            const CStored stored = m_image.NextStored(at, end);
             const std::uint64_t pieceEnd = std::min(stored.end, stored.begin + pieceSize);
             Compare(stored.begin,
                     std::span(m_zeros).first(static_cast<std::size_t>(pieceEnd - stored.begin)));
