@@ -234,7 +234,8 @@ TEST_F(ExportUpdate, ThatWasInterruptedCanBeRunAgain) {
         "child=$!; sleep 0.3; kill -INT $child; wait $child; echo $?; ls";
     const CChildResult result =
         RunChild({"bash", "-c", script, VHDX_PARSER_VHDX_COMMAND, m_folder.Narrow()});
-    EXPECT_EQ(result.output, "130\n0.vhdx\n1.avhdx\nhold\nold.raw\nold.raw.updating\nranges\n") << result.errors;
+    EXPECT_EQ(result.output, "130\n0.vhdx\n1.avhdx\nhold\nold.raw\nold.raw.updating\nranges\n")
+        << result.errors;
     EXPECT_FALSE(FileBytes(m_folder / "old.raw") == chain.Content());
     ExpectDone("1.avhdx");
     EXPECT_TRUE(FileBytes(m_folder / "old.raw") == chain.Content());
