@@ -103,8 +103,11 @@ inline NTest::CSparseImage LargeBlocks(std::size_t file) {
     return builder.FileSize(1200 * MiB).Build();
 }
 
-/// A checksum in bytes 4 to 7 of a structure is made right.
+/// Makes the checksum right of a structure that was changed; it is in bytes 4 to 7.
 inline void Seal(CMemorySource& file, std::uint64_t position, std::size_t length) {
+    if (!file.IsChanged(position, length)) {
+        return;
+    }
     const auto kept = file.Kept(position, length);
     NTest::CBytes bytes(kept.begin(), kept.end());
     NTest::Put32(bytes, 4, 0);

@@ -65,6 +65,13 @@ public:
         return std::span(m_bytes).subspan(static_cast<std::size_t>(offset), count);
     }
 
+    /// Whether anything was written there.
+    bool IsChanged(std::uint64_t offset, std::uint64_t count) const {
+        return std::any_of(m_changed.begin(), m_changed.end(), [=](const auto& change) {
+            return change.first < offset + count && offset < change.first + change.second;
+        });
+    }
+
     void Resize(std::uint64_t size) { m_size = size; }
 
     void Restore() {
