@@ -35,7 +35,8 @@ struct CFailure {
 
     EKind kind = none;
     std::filesystem::path file;  ///< whom it is about; empty when it is about no single file
-    /// One sentence for people, in UTF-8 and safe to print (`Printable`); it begins with the file's name where it is about one.
+    /// One sentence for people, in UTF-8 and safe to print (`Printable`); it begins with the file's
+    /// name where it is about one.
     std::string text;
     std::string reason;  ///< the same without the name, for who names the file in his own way
     int error = 0;       ///< the system's number (`errno`) where it refused something, else 0

@@ -30,12 +30,16 @@ struct CLinkingForecast {
     /// One chain as the linking pass would make it.
     struct CChain {
         std::vector<std::size_t> files;  ///< from the base to the tip
-        bool linkable = false;  ///< the pass attaches every file that descends from the base
+        /// The pass attaches every file that descends from the base, and they can be open at once.
+        bool linkable = false;
     };
 
     EOutcome outcome = links;
     std::vector<std::string> reasons;  ///< for any other outcome, one sentence each; safe to print
     std::vector<CChain> chains;        ///< one for each disk without parent
+    /// How many files the builder may have open at once: every disk and the folder itself. Where
+    /// the process could not open as many when the folder was scanned, the builder refuses.
+    std::size_t openFiles = 0;
 };
 
 struct CFolderOptions {

@@ -49,9 +49,9 @@ struct CFileState {
 /// A path as UTF-8; on POSIX its bytes as they are, whatever they do to a terminal.
 [[nodiscard]] VHDX_DISK_API std::string TextOf(const std::filesystem::path& path);
 
-/// The text with everything that could steer a terminal or mislead the eye (control characters, ends
-/// of lines, direction marks, bytes that are no UTF-8) written as an escape, so that neither a disk
-/// file nor its name can do either. A text that was made so stays as it is. The library's own
+/// The text with everything that could steer a terminal or mislead the eye (control characters,
+/// ends of lines, direction marks, bytes that are no UTF-8) written as an escape, so that neither a
+/// disk file nor its name can do either. A text that was made so stays as it is. The library's own
 /// sentences, of failures, findings and forecasts, are made so.
 [[nodiscard]] VHDX_DISK_API std::string Printable(std::string_view utf8);
 

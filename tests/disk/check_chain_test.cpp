@@ -127,6 +127,38 @@ TEST_F(DiskCheckChain, FindsALocatorThatCannotBeRead) {
     EXPECT_THAT(CheckOne("a.avhdx").Kinds(), ElementsAre("locator-entry", "locator-unreadable"));
 }
 
+TEST_F(DiskCheckChain, ChecksTheFilesOfTheParents) {
+    Write("base.vhdx", CImageBuilder().PayloadBlock(0, 6, 4000));
+    Write("a.avhdx", ChildOf(u"base.vhdx").PayloadBlock(1, 4, 0));
+    Write("b.avhdx", ChildOf(u"a.avhdx"));
+    const CCheckResult one = CheckOne("b.avhdx");
+    ASSERT_THAT(one.Kinds(), ElementsAre("block-state", "block-past-end"));
+    EXPECT_EQ(one.findings[0].file.filename(), "a.avhdx");
+    EXPECT_EQ(one.findings[1].file.filename(), "base.vhdx");
+    EXPECT_THAT(
+        CheckFileAt(m_folder / "b.avhdx", NVHDXDisk::ELog::replay, NVHDXDisk::EParentCheck::tie)
+            .Lines(),
+        IsEmpty());
+}
+
+TEST_F(DiskCheckChain, ChecksEachFileOfACircleOnce) {
+    Write("a.avhdx", ChildOf(u"b.avhdx").PayloadBlock(1, 4, 0));
+    Write("b.avhdx", ChildOf(u"a.avhdx").PayloadBlock(0, 4, 0));
+    const CCheckResult one = CheckOne("a.avhdx");
+    ASSERT_THAT(one.Kinds(), ElementsAre("block-state", "block-state", "parent-cycle"));
+    EXPECT_EQ(one.findings[0].file.filename(), "a.avhdx");
+    EXPECT_EQ(one.findings[1].file.filename(), "b.avhdx");
+}
+
+TEST_F(DiskCheckChain, ChecksAParentThatCannotBeOpenedAndThoseAboveIt) {
+    Write("a.avhdx", ChildOf(u"base.vhdx").Log(logGuid, CBytes(4096)));
+    Write("b.avhdx", ChildOf(u"a.avhdx"));
+    const CCheckResult one = CheckOne("b.avhdx");
+    ASSERT_THAT(one.Kinds(), ElementsAre("parent-unreadable", "log-unreadable", "parent-missing"));
+    EXPECT_EQ(one.findings[0].file.filename(), "b.avhdx");
+    EXPECT_EQ(one.findings[1].file.filename(), "a.avhdx");
+}
+
 TEST_F(DiskCheckChain, ChecksEveryFileOfTheFolder) {
     Write("a.vhdx", CImageBuilder().PayloadBlock(0, 5, 0));
     Write("b.vhdx", CImageBuilder().PayloadBlock(0, 4, 0));

@@ -48,11 +48,13 @@ struct CCheckResult {
     }
 };
 
-inline CCheckResult CheckFileAt(const std::filesystem::path& path,
-                                NVHDXDisk::ELog log = NVHDXDisk::ELog::replay) {
+inline CCheckResult CheckFileAt(
+    const std::filesystem::path& path, NVHDXDisk::ELog log = NVHDXDisk::ELog::replay,
+    NVHDXDisk::EParentCheck parents = NVHDXDisk::EParentCheck::complete) {
     CCheckResult result;
     result.checked = NVHDXDisk::CheckDisk(
-        path, log, [&](const NVHDXDisk::CFinding& finding) { result.findings.push_back(finding); },
+        path, log, parents,
+        [&](const NVHDXDisk::CFinding& finding) { result.findings.push_back(finding); },
         result.failure);
     return result;
 }

@@ -85,9 +85,9 @@ std::vector<CFinding> FindingsOf(const std::filesystem::path& path) {
     const auto report = [&](const CFinding& finding) { findings.push_back(finding); };
     CFailure failure;
     std::size_t disks = 0;
-    std::error_code error;
-    EXPECT_TRUE(IsFolder(path, error) ? CheckFolder(path, ELog::replay, report, disks, failure)
-                               : CheckDisk(path, ELog::replay, report, failure))
+    EXPECT_TRUE(IsFolder(path)
+                    ? CheckFolder(path, ELog::replay, report, disks, failure)
+                    : CheckDisk(path, ELog::replay, EParentCheck::complete, report, failure))
         << failure.text;
     return findings;
 }

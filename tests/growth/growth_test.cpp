@@ -187,7 +187,8 @@ TEST(Growth, OfAParentLocator) {
         return [disk = DiskWithEntries(folder, size)] {
             NVHDXDisk::CFailure failure;
             EXPECT_TRUE(NVHDXDisk::CheckDisk(
-                disk, NVHDXDisk::ELog::replay, [](const NVHDXDisk::CFinding&) {}, failure));
+                disk, NVHDXDisk::ELog::replay, NVHDXDisk::EParentCheck::complete,
+                [](const NVHDXDisk::CFinding&) {}, failure));
         };
     };
     ExpectProportional(8000, prepare);

@@ -68,7 +68,8 @@ TEST_F(Chain, OfDisksNamesTheParentOfEach) {
     EXPECT_EQ(json["disks"],
               CJson::array({disk("./disk.vhdx", nullptr), disk("./first.avhdx", "./disk.vhdx"),
                             disk("./second.avhdx", "./first.avhdx")}));
-    EXPECT_EQ(json["library"], CJson({{"links", true}, {"reasons", CJson::array()}}));
+    EXPECT_EQ(json["library"],
+              CJson({{"links", true}, {"reasons", CJson::array()}, {"open_files", 4}}));
 }
 
 TEST_F(Chain, IsDrawnAsATree) {
@@ -110,7 +111,8 @@ TEST_F(Chain, OfSeveralChildrenIsATreeWithNothingWrong) {
     EXPECT_EQ(json["disks"][2]["parent"], "./disk.vhdx");
     EXPECT_EQ(json["disks"][2]["findings"], CJson::array());
     EXPECT_EQ(json["chains"], CJson::array());
-    EXPECT_EQ(json["library"], CJson({{"links", false}, {"reasons", CJson::array({reason})}}));
+    EXPECT_EQ(json["library"],
+              CJson({{"links", false}, {"reasons", CJson::array({reason})}, {"open_files", 5}}));
 }
 
 TEST_F(Chain, BesideOneThatCannotBeLinkedIsTold) {
@@ -233,6 +235,24 @@ TEST_F(Chain, NeedsAFolder) {
 }
 
 #if !defined(_WIN32)
+TEST_F(Chain, PromisesNoLinkingForWhichTooFewFilesCanBeOpen) {
+    for (const char name : std::string("abcdefghijklmnopqrstuvwxyz")) {
+        Add(std::string(1, name) + ".vhdx", ChainBase());
+    }
+    const auto run = [this](const std::string& limit) {
+        return RunChild({"sh", "-c", "ulimit -n " + limit + "; exec \"$0\" chain --json \"$1\"",
+                         VHDX_PARSER_VHDX_COMMAND, m_folder.Narrow()});
+    };
+    const CJson few = CJson::parse(run("20").output)["library"];
+    EXPECT_EQ(few["links"], false);
+    EXPECT_EQ(few["open_files"], 27);
+    ASSERT_EQ(few["reasons"].size(), 1U);
+    const auto reason = few["reasons"][0].get<std::string>();
+    EXPECT_EQ(reason.find("linking 26 disks needs 27 open files, and this process may open 1"), 0U)
+        << reason;
+    EXPECT_EQ(CJson::parse(run("60").output)["library"]["links"], true);
+}
+
 TEST_F(Chain, ShowsNoControlCharactersOfFileNames) {
     Add("d\x1B[31m\xFF.vhdx", ChainBase());
     EXPECT_EQ(Run({"."}).output,

@@ -51,6 +51,28 @@ TEST_F(Check, PrintsALineForEachFindingAndEndsWith1) {
               "file, where the headers lie (block-in-header)\n");
 }
 
+TEST_F(Check, OfACheckpointChecksItsParentsUnlessToldNotTo) {
+    DynamicDisk().PayloadBlock(8, 5, 0).Build().WriteTo(m_folder / "base.vhdx");
+    DynamicDisk()
+        .Differencing()
+        .ParentLocator({{u"parent_linkage", u"{6E4D5F00-0002-4A00-8000-000000000002}"},
+                        {u"relative_path", u".\\base.vhdx"}})
+        .Build()
+        .WriteTo(m_folder / "child.avhdx");
+    const CChildResult whole = Run({"child.avhdx", "--json"});
+    EXPECT_EQ(whole.status, 1);
+    const auto findings = nlohmann::ordered_json::parse(whole.output);
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(findings[0]["file"], "base.vhdx");
+    EXPECT_EQ(findings[0]["kind"], "block-state");
+    const CChildResult alone = Run({"child.avhdx", "--file-only"});
+    EXPECT_EQ(alone.status, 0);
+    EXPECT_EQ(alone.output, "child.avhdx: nothing is wrong\n");
+    const CChildResult folder = Run({".", "--file-only"});
+    EXPECT_EQ(folder.status, 2);
+    EXPECT_EQ(folder.errors, "vhdx: .: this is a folder, and --file-only is for one file\n");
+}
+
 TEST_F(Check, PrintsTheSameAsJson) {
     DynamicDisk().PayloadBlock(8, 5, 0).PayloadBlock(3, 6, 0).Build().WriteTo(m_folder / "d.vhdx");
     const CChildResult result = Run({"d.vhdx", "--json"});

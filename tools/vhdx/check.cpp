@@ -28,6 +28,7 @@ struct CCheckOptions {
     std::string source;
     bool json = false;
     NVHDXDisk::ELog log = NVHDXDisk::ELog::replay;
+    bool fileOnly = false;
 };
 
 /// Prints findings as they come: a hostile disk may have more of them than fit into memory.
@@ -97,7 +98,9 @@ NVHDXDisk::CFindingCallback PrintTo(CFindingPrinter& printer) {
 void CheckDisk(const CCheckOptions& options, const std::filesystem::path& disk,
                CFindingPrinter& printer) {
     NVHDXDisk::CFailure failure;
-    if (!NVHDXDisk::CheckDisk(disk, options.log, PrintTo(printer), failure)) {
+    const auto parents =
+        options.fileOnly ? NVHDXDisk::EParentCheck::tie : NVHDXDisk::EParentCheck::complete;
+    if (!NVHDXDisk::CheckDisk(disk, options.log, parents, PrintTo(printer), failure)) {
         throw FailureOf(failure);
     }
     printer.FinishDisk(options.source);
@@ -105,6 +108,9 @@ void CheckDisk(const CCheckOptions& options, const std::filesystem::path& disk,
 
 void CheckFolder(const CCheckOptions& options, const std::filesystem::path& folder,
                  CFindingPrinter& printer) {
+    if (options.fileOnly) {
+        throw CCommandFailure("this is a folder, and --file-only is for one file");
+    }
     NVHDXDisk::CFailure failure;
     std::size_t disks = 0;
     if (!NVHDXDisk::CheckFolder(folder, options.log, PrintTo(printer), disks, failure)) {
@@ -136,12 +142,17 @@ void AddCheck(CProgramSyntax& program, CChosenCommand& chosen) {
         "--json", options->json,
         R"(Print an array of {"file", "where", "kind", "severity", "text"}, one for each )"
         "finding; the severity is error, warning or note");
+    command.AddFlag("--file-only", options->fileOnly,
+                    "Of the parents of a disk file only check that each can be opened and is the "
+                    "right one, and leave the rest of their files unchecked");
     AddNoReplayArgument(command, options->log,
                         "Check the file as it stands, without the entries of its log that are "
                         "pending");
     command.SetFooter(
         "Checks headers, region tables, checksums, the log, the metadata, every entry of the\n"
         "block allocation table and the ties between child and parent; reads no block's data.\n"
+        "With a disk file its parents are checked as it is, each finding under the name of its "
+        "file.\n"
         "In a folder the extensions .vhdx and .avhdx count in any case, and links to folders are\n"
         "not followed. It ends with how many disks were read, with --json on standard error; what\n"
         "cannot be read is a finding.\n"

@@ -8,6 +8,7 @@
 #include "tools/vhdx/command.h"
 #include "tools/vhdx/command_failure.h"
 #include "tools/vhdx/command_syntax.h"
+#include "tools/vhdx/open_files.h"
 #include "tools/vhdx/output.h"
 #include "tools/vhdx/text.h"
 
@@ -78,6 +79,7 @@ int RunChosen(CChosenCommand& chosen) {
 
 int Run(const std::vector<std::string>& arguments) {
     LetWritesFail();
+    OpenAsManyFilesAsAllowed();
     CProgramSyntax program(
         "vhdx", "Looks into virtual hard disks in the VHDX format. Never changes them.",
         "vhdx " VHDX_VERSION,

@@ -98,9 +98,9 @@ void PrintTreeJson(const CFolder& tree, COutput& output) {
     const CMembers json = {
         {"disks", Disks(tree)},
         {"chains", Chains(tree)},
-        {"library",
-         CMembers{{"links", linking.outcome == NVHDXDisk::CLinkingForecast::links},
-                  {"reasons", CElements(linking.reasons.begin(), linking.reasons.end())}}}};
+        {"library", CMembers{{"links", linking.outcome == NVHDXDisk::CLinkingForecast::links},
+                             {"reasons", CElements(linking.reasons.begin(), linking.reasons.end())},
+                             {"open_files", linking.openFiles}}}};
     output.Append(JsonLines(json));
     output.Append("\n");
 }

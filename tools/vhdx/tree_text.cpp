@@ -99,6 +99,16 @@ void PrintChain(const CFolder& tree, const std::vector<std::size_t>& chain, COut
                  chain.size() == 1 ? "disk" : "disks", LibraryWord(tree, chain));
 }
 
+/// The fewest that a process may open anywhere by default, so that no host need be told of less.
+constexpr std::size_t FewOpenFiles = 256;
+
+void PrintOpenFiles(const NVHDXDisk::CLinkingForecast& linking, COutput& output) {
+    if (linking.outcome == NVHDXDisk::CLinkingForecast::links && linking.openFiles > FewOpenFiles) {
+        output.Print(FMT_COMPILE("note: the library keeps {} files open to link this folder\n"),
+                     linking.openFiles);
+    }
+}
+
 }  // namespace
 
 void PrintTree(const CFolder& tree, COutput& output) {
@@ -115,6 +125,7 @@ void PrintTree(const CFolder& tree, COutput& output) {
             output.Print(FMT_COMPILE("note: {}\n"), TextOf(tree, finding));
         }
     }
+    PrintOpenFiles(tree.Linking(), output);
     for (const std::string& reason : tree.Linking().reasons) {
         output.Print(FMT_COMPILE("note: the library cannot link this folder: {}\n"), reason);
     }

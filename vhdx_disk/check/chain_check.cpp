@@ -7,6 +7,7 @@
 
 #include "vhdx_disk/chain/parent_linkage.h"
 #include "vhdx_disk/chain/parent_search.h"
+#include "vhdx_disk/check/source_check.h"
 #include "vhdx_disk/source/fail.h"
 #include "vhdx_disk/source/quoted.h"
 #include "vhdx_disk/table/container.h"
@@ -42,15 +43,24 @@ std::optional<CParent> CheckLocatorOf(TRetrieve retrieve, const CFindingSink& fi
 }
 
 /// The parent's own locator; none where the way up ends.
-std::optional<CParent> ReadParent(const CHeadedFile& parent, ELog log,
+std::optional<CParent> ReadParent(const CHeadedFile& parent, const CParentOptions& options,
                                   const CFindingSink& childFindings,
                                   const CFindingCallback& report) {
     CContainer container;
     CFailure failure;
-    if (!container.Open(parent, log, failure)) {
+    const bool isOpen = container.Open(parent, options.log, failure);
+    if (!isOpen) {
         childFindings.Add(
             EFinding::parentUnreadable, Where,
             "the parent " + Quoted(parent.source->Path()) + " cannot be read: " + failure.reason);
+    }
+    if (options.check == EParentCheck::complete) {
+        std::optional<CParent> locator;
+        CFailure told;  // what is no disk cannot be opened either
+        (void)CheckSource(parent.source, options.log, report, locator, told);
+        return locator;
+    }
+    if (!isOpen) {
         return std::nullopt;
     }
     const auto retrieve = [&](CParent& locator, CFailure& cause) {
@@ -105,7 +115,8 @@ std::optional<CParent> CheckLocator(const CSourcePointer& source, const CFinding
     return CheckLocatorOf(retrieve, findings);
 }
 
-void CheckParents(CParent locator, fs::path child, ELog log, const CFindingCallback& report) {
+void CheckParents(CParent locator, fs::path child, const CParentOptions& options,
+                  const CFindingCallback& report) {
     const CParentSearch search = SearchIn({child.parent_path()});
     std::set<fs::path> seen = {Canonical(child)};
     for (std::optional<CParent> next = std::move(locator); next;) {
@@ -131,7 +142,7 @@ void CheckParents(CParent locator, fs::path child, ELog log, const CFindingCallb
                 "the parents lead in a circle: " + Quoted(path.filename()) + " comes again");
             return;
         }
-        next = ReadParent(parent->file, log, findings, report);
+        next = ReadParent(parent->file, options, findings, report);
         child = path;
     }
 }

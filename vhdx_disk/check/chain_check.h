@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <optional>
 
+#include <vhdx_disk/check.h>
 #include <vhdx_disk/replayed_stream.h>
 #include <vhdx_parser/metadata.h>
 
@@ -16,10 +17,16 @@ namespace NVHDXDisk {
 std::optional<NVHDX::NMetadata::CParent> CheckLocator(const CSourcePointer& source,
                                                       const CFindingSink& findings);
 
+/// How parents are looked at.
+struct CParentOptions {
+    ELog log;
+    EParentCheck check;
+};
+
 /// Follows the parents of a disk to the one that has none: each must be there and be the disk from
-/// which its child was made. No limit on their number; reads headers and metadata only.
-void CheckParents(NVHDX::NMetadata::CParent locator, std::filesystem::path child, ELog log,
-                  const CFindingCallback& report);
+/// which its child was made. No limit on their number.
+void CheckParents(NVHDX::NMetadata::CParent locator, std::filesystem::path child,
+                  const CParentOptions& options, const CFindingCallback& report);
 
 /// Hands on what is wrong between the disks of a tree: parents that are missing, elsewhere or
 /// changed, several children of one parent, and circles.

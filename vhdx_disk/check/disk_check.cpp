@@ -85,13 +85,14 @@ private:
 
 }  // namespace
 
-bool CheckDisk(const fs::path& path, ELog log, const CFindingCallback& report, CFailure& failure) {
+bool CheckDisk(const fs::path& path, ELog log, EParentCheck parents, const CFindingCallback& report,
+               CFailure& failure) {
     CLocator locator;
     if (!CheckFile(path, log, report, locator, failure)) {
         return false;
     }
     if (locator) {
-        CheckParents(std::move(*locator), path, log, report);
+        CheckParents(std::move(*locator), path, {log, parents}, report);
     }
     return true;
 }

@@ -8,6 +8,7 @@
 #include "vhdx_disk/folder/linking_forecast.h"
 #include "vhdx_disk/source/disk_folders.h"
 #include "vhdx_disk/source/folder_items.h"
+#include "vhdx_disk/source/free_descriptors.h"
 
 namespace NVHDXDisk {
 
@@ -51,6 +52,7 @@ bool CFolder::CParts::ScanOne(const fs::path& folder, ELog log, CFailure& failur
     const bool complete = ForEachItem(folder, take, failure);
     tree = CDiskTree(places, SearchIn({folder}), log);
     linking = ForetellLinking(views);
+    HeedFreeDescriptors(linking, views.size(), FreeDescriptors(views.size() + 1));
     return complete;
 }
 

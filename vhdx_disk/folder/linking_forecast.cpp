@@ -120,6 +120,8 @@ CLinkingForecast ForetellLinking(const CFiles& files) {
     const CChildren children = ChildrenByParent(files);
     const NVHDX::NLinkingRule::CLinking linking = NVHDX::NLinkingRule::Link(disks);
     CLinkingForecast forecast;
+    // The folder itself may be open while its disks are.
+    forecast.openFiles = files.empty() ? 0 : files.size() + 1;
     std::set<std::size_t> attached;
     for (const std::vector<std::size_t>& chain : linking.chains) {
         attached.insert(chain.begin(), chain.end());
@@ -137,6 +139,24 @@ CLinkingForecast ForetellLinking(const CFiles& files) {
         forecast.reasons.insert(forecast.reasons.end(), circles.begin(), circles.end());
     }
     return forecast;
+}
+
+void HeedFreeDescriptors(CLinkingForecast& forecast, std::size_t disks, std::size_t free) {
+    for (CLinkingForecast::CChain& chain : forecast.chains) {
+        chain.linkable = chain.linkable && chain.files.size() < free;
+    }
+    if (forecast.outcome != CLinkingForecast::links || free >= forecast.openFiles) {
+        return;
+    }
+#if defined(_WIN32)
+    constexpr auto advice = "_setmaxstdio raises the limit";
+#else
+    constexpr auto advice = "raise the limit (ulimit -n)";
+#endif
+    forecast.outcome = CLinkingForecast::refuses;
+    forecast.reasons.push_back(
+        "linking " + std::to_string(disks) + " disks needs " + std::to_string(forecast.openFiles) +
+        " open files, and this process may open " + std::to_string(free) + " more: " + advice);
 }
 
 }  // namespace NVHDXDisk

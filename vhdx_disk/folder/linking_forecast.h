@@ -1,6 +1,7 @@
 #ifndef VHDX_DISK_FOLDER_LINKING_FORECAST_H
 #define VHDX_DISK_FOLDER_LINKING_FORECAST_H
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -27,6 +28,9 @@ struct CBuilderView {
 
 /// `files` are those of one folder, in the order of their names.
 [[nodiscard]] CLinkingForecast ForetellLinking(const std::vector<CBuilderView>& files);
+
+/// Takes back what needs more open files than the process may still have.
+void HeedFreeDescriptors(CLinkingForecast& forecast, std::size_t disks, std::size_t free);
 
 }  // namespace NVHDXDisk
 

@@ -1,10 +1,12 @@
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include "vhdx_disk/source/free_descriptors.h"
 #include "vhdx_disk/source/system_file.h"
 
 namespace NVHDXDisk {
@@ -83,6 +85,21 @@ std::int64_t CSystemFile::ReadSome(std::uint64_t position, unsigned char* bytes,
     } while (got < 0 && errno == EINTR);
     error = got < 0 ? errno : 0;
     return got;
+}
+
+std::size_t FreeDescriptors(std::size_t most) {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return most;
+    }
+    std::size_t count = 0;
+    // Ends: a number below the limit is either free, of which `most` are counted, or an open
+    // file's.
+    for (rlim_t number = 0; number < limit.rlim_cur && count < most; ++number) {
+        const bool isOpen = fcntl(static_cast<int>(number), F_GETFD) != -1;
+        count += isOpen ? 0 : 1;
+    }
+    return count;
 }
 
 }  // namespace NVHDXDisk

@@ -1,7 +1,11 @@
 #include <windows.h>
 
+#include <algorithm>
+#include <cstdio>
+
 #include <vhdx_disk/path_query.h>
 
+#include "vhdx_disk/source/free_descriptors.h"
 #include "vhdx_disk/source/system_file.h"
 
 namespace NVHDXDisk {
@@ -70,6 +74,14 @@ std::int64_t CSystemFile::ReadSome(std::uint64_t position, unsigned char* bytes,
         return reason == ERROR_HANDLE_EOF ? 0 : -1;
     }
     return got;
+}
+
+std::size_t FreeDescriptors(std::size_t most) {
+    // Streams of the standard library are files of the C runtime, which has this limit on them and
+    // tells nobody how many there are. It begins with the three standard ones.
+    constexpr int standard = 3;
+    const int limit = _getmaxstdio();
+    return limit < standard ? 0 : std::min(most, static_cast<std::size_t>(limit - standard));
 }
 
 }  // namespace NVHDXDisk
