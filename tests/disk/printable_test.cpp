@@ -85,7 +85,7 @@ std::vector<CFinding> FindingsOf(const std::filesystem::path& path) {
     const auto report = [&](const CFinding& finding) { findings.push_back(finding); };
     CFailure failure;
     std::size_t disks = 0;
-    EXPECT_TRUE(IsFolder(path)
+    EXPECT_TRUE(std::filesystem::is_directory(path)
                     ? CheckFolder(path, ELog::replay, report, disks, failure)
                     : CheckDisk(path, ELog::replay, EParentCheck::complete, report, failure))
         << failure.text;
