@@ -64,9 +64,9 @@ TEST_F(Permissions, KeepFromReadingAFileAndItsParents) {
 TEST_F(Permissions, KeepFromLookingIntoAFolder) {
     Expect({"info", "closed/disk.vhdx"},
            "closed/disk.vhdx: the file cannot be opened: Permission denied");
-    Expect({"chain", "closed"}, "closed: the folder cannot be read");
-    Expect({"diff", "closed"}, "closed: the folder cannot be read");
-    Expect({"check", "closed"}, "closed: the folder cannot be read", 2);
+    Expect({"chain", "closed"}, "closed: the folder cannot be read: Permission denied");
+    Expect({"diff", "closed"}, "closed: the folder cannot be read: Permission denied");
+    Expect({"check", "closed"}, "closed: the folder cannot be read: Permission denied", 2);
 }
 
 /// A folder without them is a finding, beside what could be checked.
@@ -83,7 +83,7 @@ TEST_F(Permissions, KeepFromCheckingAFolderBelow) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.errors, "");
     const std::string unreadable =
-        ": folder: the folder cannot be read: nobody knows which disks it holds "
+        ": folder: the folder cannot be read: Permission denied; nobody knows which disks it holds "
         "(folder-unreadable)\n";
     EXPECT_EQ(result.output, "./closed" + unreadable + "./listed/inner" + unreadable +
                                  "./listed/disk.vhdx: file: the file cannot be opened: "

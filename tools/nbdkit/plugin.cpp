@@ -65,7 +65,8 @@ int GetReady() {
             return Refuse(EINVAL, WithAdvice(failure));
         }
         for (const NVHDXDisk::CFinding& finding : disk->Findings()) {
-            Say('"' + NVHDXDisk::TextOf(finding.file) + "\": " + finding.text);
+            Say('"' + NVHDXDisk::Printable(NVHDXDisk::TextOf(finding.file)) +
+                "\": " + finding.text);
         }
         if (const auto entries = disk->ReplayedEntries(); entries != 0) {
             Say("log: " + std::to_string(entries) + (entries == 1 ? " entry" : " entries") +
