@@ -148,7 +148,7 @@ TEST_F(RefusedBytes, NoBadSectorPassesInSilence) {
 }
 
 TEST_F(RefusedBytes, ABadSectorInTheLogIsNotItsEnd) {
-    for (const std::uint64_t sector : {0, 1, 2, 3, 4, 255}) {
+    for (const std::uint64_t sector : {0U, 1U, 2U, 3U, 4U, 255U}) {
         const auto newest = Source(1);
         newest->FailAt(MiB + sector * 4096, EIO);
         CFailure failure;

@@ -64,7 +64,8 @@ public:
     bool Open(CFailure& failure) {
         int error = 0;
         auto file = CSystemFile::Open(m_path, error);
-        if (file == nullptr || !file->State(m_state, error) || !file->Key(m_key, error)) {
+        if (file == nullptr || !file->StateThatShowsWrites(m_state, error) ||
+            !file->Key(m_key, error)) {
             return FailToOpen(failure, m_path, error);
         }
         m_identifiers = IdentifiersOf(*file);

@@ -39,6 +39,11 @@ public:
     /// not tell.
     [[nodiscard]] bool State(CState& state, int& error) const;
 
+    /// The same, in a moment at which a write that comes later will show in it: the clock of files
+    /// goes in steps of some milliseconds, and of a file that was written in the present one the
+    /// next is waited for. Not for more than a few of them.
+    [[nodiscard]] bool StateThatShowsWrites(CState& state, int& error) const;
+
     [[nodiscard]] bool Key(CKey& key, int& error) const;
     /// All bytes or false; `error` is then 0 where the file ends before.
     [[nodiscard]] bool ReadAt(std::uint64_t position, unsigned char* bytes, std::size_t count,

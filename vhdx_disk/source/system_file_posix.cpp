@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 
 #include "vhdx_disk/source/free_descriptors.h"
 #include "vhdx_disk/source/system_file.h"
@@ -13,16 +14,29 @@ namespace NVHDXDisk {
 
 namespace {
 
-std::uint64_t ModifiedOf(const struct stat& status) {
-#if defined(__APPLE__)
-    const timespec& time = status.st_mtimespec;
-#else
-    const timespec& time = status.st_mtim;
-#endif
+std::uint64_t Nanoseconds(const timespec& time) {
     return static_cast<std::uint64_t>(time.tv_sec) * 1000000000 +
            static_cast<std::uint64_t>(time.tv_nsec);
 }
 
+std::uint64_t ModifiedOf(const struct stat& status) {
+#if defined(__APPLE__)
+    return Nanoseconds(status.st_mtimespec);
+#else
+    return Nanoseconds(status.st_mtim);
+#endif
+}
+
+#if defined(CLOCK_REALTIME_COARSE)
+constexpr int MostWaits = 20;
+
+/// The time that a write would note at this moment.
+std::uint64_t NowOnFilesClock() {
+    timespec now = {};
+    (void)clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    return Nanoseconds(now);
+}
+#endif
 /// Zeros where the system or the file system does not know it.
 std::array<std::uint64_t, 2> MadeAt([[maybe_unused]] int file) {
 #if defined(STATX_BTIME)
@@ -64,6 +78,18 @@ bool CSystemFile::State(CState& state, int& error) const {
     }
     state = {static_cast<std::uint64_t>(end), S_ISREG(status.st_mode) ? ModifiedOf(status) : 0};
     return true;
+}
+
+bool CSystemFile::StateThatShowsWrites(CState& state, int& error) const {
+    bool isTold = State(state, error);
+#if defined(CLOCK_REALTIME_COARSE)
+    for (int wait = 0; isTold && wait < MostWaits && state.modified >= NowOnFilesClock(); ++wait) {
+        constexpr timespec millisecond = {0, 1000000};
+        (void)nanosleep(&millisecond, nullptr);
+        isTold = State(state, error);
+    }
+#endif
+    return isTold;
 }
 
 bool CSystemFile::Key(CKey& key, int& error) const {

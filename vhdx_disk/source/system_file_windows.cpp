@@ -49,6 +49,11 @@ bool CSystemFile::State(CState& state, int& error) const {
     state = {static_cast<std::uint64_t>(end.QuadPart), NumberOf(modified)};
     return true;
 }
+/// Its clock for files is finer than a write is short.
+bool CSystemFile::StateThatShowsWrites(CState& state, int& error) const {
+    return State(state, error);
+}
+
 bool CSystemFile::Key(CKey& key, int& error) const {
     BY_HANDLE_FILE_INFORMATION information = {};
     if (GetFileInformationByHandle(HandleOf(m_handle), &information) == 0) {
