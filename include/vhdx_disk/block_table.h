@@ -78,8 +78,8 @@ public:
     [[nodiscard]] static VHDX_DISK_API std::shared_ptr<const CBlockTable> Open(
         const CSourcePointer& replayed, const CGeometry& geometry, ERuns runs, CFailure& failure);
 
-    /// The table that a model of the whole disk stands for; null for one whose blocks or chunks have no
-    /// size.
+    /// The table that a model of the whole disk stands for; null for one whose blocks or chunks
+    /// have no size.
     [[nodiscard]] static VHDX_DISK_API std::shared_ptr<const CBlockTable> Of(
         std::shared_ptr<const NVHDX::CBlocks> blocks, const NVHDX::CFileParameters& parameters);
 

@@ -192,11 +192,12 @@ private:
     }
 
     bool Open(CJsonValue empty) override {
+        const bool isArray = empty.Elements() != nullptr;
         if (Depth() == s_inElement) {
             m_element = std::move(empty);
             m_member = nullptr;
         }
-        return Depth() != s_inArray || empty.Elements() != nullptr;
+        return Depth() != s_inArray || isArray;
     }
 
     bool CloseOpen() override {
