@@ -137,6 +137,7 @@ TEST(PrintableTexts, AreThoseWithTextsOfALocator) {
     EXPECT_THAT(texts, Each(ResultOf(IsSafe, true)));
 }
 
+#if !defined(_WIN32)
 /// Disks of names that Windows does not take.
 class PrintableNames : public testing::Test {
 protected:
@@ -178,6 +179,7 @@ TEST_F(PrintableNames, AreInFindingsOfAFolder) {
         EXPECT_TRUE(IsSafe(finding.place)) << finding.place;
     }
 }
+#endif
 
 }  // namespace
 }  // namespace NVHDXDisk

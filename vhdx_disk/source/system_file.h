@@ -15,8 +15,8 @@ namespace NVHDXDisk {
 /// Reads by position, from any number of threads at a time. Shared with readers and writers.
 class CSystemFile {
 public:
-    /// What tells a file from every other one of the system: its place there and, where the system
-    /// knows it, when it was made, because places are used again.
+    /// What tells a file from every other one of the system: its place there and, where such places
+    /// are used again and the system knows it, when it was made.
     using CKey = std::array<std::uint64_t, 4>;
 
     /// What changes when a file is written.

@@ -61,8 +61,7 @@ bool CSystemFile::Key(CKey& key, int& error) const {
         return false;
     }
     key = {information.dwVolumeSerialNumber,
-           std::uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow,
-           NumberOf(information.ftCreationTime), 0};
+           std::uint64_t{information.nFileIndexHigh} << 32 | information.nFileIndexLow, 0, 0};
     return true;
 }
 
