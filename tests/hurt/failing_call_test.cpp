@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <iostream>
 #include <map>
 #include <sstream>
 #include <system_error>
@@ -150,12 +151,15 @@ protected:
         ASSERT_GT(count, 10) << "the calls of " << GetParam().name << " are not seen";
         const auto first = static_cast<long>(std::hash<std::string>()(GetParam().name) %
                                              static_cast<std::size_t>(Step()));
+        long tried = 0;
         for (long call = 1 + first; call <= count; call += Step()) {
             const CRun run = Run(call, error);
+            ++tried;
             expect(run, std::string(GetParam().name) + ": call " + std::to_string(call) + " (" +
                             run.report + ") fails with " + std::to_string(error) + "\n" +
                             run.result.errors);
         }
+        std::cout << "tried " << tried << std::endl;
     }
 
     static bool IsAsUsual(const CRun& run, const CRun& usual) {

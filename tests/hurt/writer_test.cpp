@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
+#include <iostream>
 #include <random>
 #include <sstream>
 #include <thread>
@@ -109,7 +110,8 @@ protected:
         command.insert(command.end(), arguments.begin(), arguments.end());
         const CWriter writer(Base(), m_states, GetParam());
         int done = 0;
-        for (int run = 0; run < Runs() || (done == 0 && run < 50 * Runs()); ++run) {
+        int run = 0;
+        for (; run < Runs() || (done == 0 && run < 50 * Runs()); ++run) {
             fs::remove(m_folder / "result");
             const CChildResult result = RunChild(command);
             const std::string bytes = TextOf(m_folder / "result");
@@ -121,6 +123,7 @@ protected:
                 EXPECT_NE(result.errors, "");
             }
         }
+        std::cout << "tried " << run << ", of which " << done << " ended well" << std::endl;
         EXPECT_GT(done, 0) << "the writer never let a command end well";
     }
 
