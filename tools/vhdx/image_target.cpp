@@ -4,6 +4,11 @@
 
 #if defined(__linux__)
 #include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+#include <system_error>
 #endif
 
 namespace NTool {
@@ -12,6 +17,24 @@ namespace {
 
 constexpr std::uint64_t largestPiece = std::uint64_t{1} << 20;
 
+#if defined(__linux__)
+/// What lies behind the end of a file would pass for a hole.
+bool ReachesTo(std::uint64_t end, int descriptor, const std::filesystem::path& path,
+               NVHDXDisk::CFailure& failure) {
+    const off_t fileEnd = lseek(descriptor, 0, SEEK_END);
+    const int error = errno;
+    if (fileEnd >= 0 && end <= static_cast<std::uint64_t>(fileEnd)) {
+        return true;
+    }
+    failure = fileEnd < 0 ? NVHDXDisk::MakeFailure(NVHDXDisk::CFailure::cannotBeRead, path,
+                                                   "its size cannot be found out: " +
+                                                       std::generic_category().message(error),
+                                                   error)
+                          : NVHDXDisk::MakeFailure(NVHDXDisk::CFailure::changedMeanwhile, path,
+                                                   "the file became shorter while it was read");
+    return false;
+}
+#endif
 }  // namespace
 
 bool CImageTarget::Write(std::uint64_t offset, const unsigned char* bytes, std::size_t count,
@@ -42,13 +65,10 @@ bool CImageTarget::CopyFrom(const NVHDXDisk::CDiskFile& file, std::uint64_t posi
         return true;
     }
     const int descriptor = static_cast<int>(*handle);
-    const off_t fileEnd = lseek(descriptor, 0, SEEK_END);
-    if (fileEnd < 0 || position + length > static_cast<std::uint64_t>(fileEnd)) {
-        failure = NVHDXDisk::MakeFailure(NVHDXDisk::CFailure::changedMeanwhile, file.path,
-                                         "the file became shorter while it was read");
+    const std::uint64_t end = position + length;
+    if (!ReachesTo(end, descriptor, file.path, failure)) {
         return false;
     }
-    const std::uint64_t end = position + length;
     while (position != end) {
         const CStored stored = m_stored[file.source.get()].Next(descriptor, position, end);
         MakeZeros(offset, stored.begin - position);

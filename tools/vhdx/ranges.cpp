@@ -128,7 +128,7 @@ CRanges ReadAll(std::FILE* file) {
     CTextStream text([file, &piece] {
         errno = 0;
         const std::size_t count = std::fread(piece.data(), 1, piece.size(), file);
-        if (count == 0 && std::ferror(file) != 0) {
+        if (std::ferror(file) != 0) {
             throw CCommandFailure("cannot be read: " + std::generic_category().message(errno));
         }
         return std::string_view(piece.data(), count);
