@@ -88,6 +88,9 @@ public:
     /// stream did not find after a refusal may be there.
     [[nodiscard]] VHDX_DISK_API CFailure Refusal() const;
 
+    /// What the current header said when the stream was made; none when no copy is valid.
+    [[nodiscard]] VHDX_DISK_API const std::optional<CCurrentHeader>& Header() const;
+
     /// Why one copy of the header could not be read, where the other one is valid and counts, also
     /// where it is the older one; of kind `none` where both could.
     [[nodiscard]] VHDX_DISK_API const CFailure& LostHeader() const;

@@ -39,11 +39,7 @@ CDiskIdentity COpenedFile::Identity() {
     const CGeometry geometry = Geometry();
     NVHDX::NMetadata::CPage83Data page83;
     const bool hasPage83 = m_accessor.Retrieve(page83, *m_stream);
-    NVHDXDisk::CFailure failure;
-    const auto header = NVHDXDisk::ReadCurrentHeader(*m_stream->Replayed(), failure);
-    if (failure.kind != NVHDXDisk::CFailure::none && failure.kind != NVHDXDisk::CFailure::damaged) {
-        throw FailureOf(failure);
-    }
+    const auto& header = m_stream->Header();
     const auto ofHeader = [&header](auto text) { return header ? text(*header) : "none"; };
     using CHeader = NVHDXDisk::CCurrentHeader;
     return {{"page 83 identifier", hasPage83 ? GuidText(page83.page83Data) : "none"},

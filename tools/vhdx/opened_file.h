@@ -58,7 +58,8 @@ public:
 
     CGeometry Geometry();
 
-    /// Which disk this is, and in which state it is read. Asks the file anew at each call.
+    /// Which disk this is, and in which state it is read. Asks for its length and time anew at each
+    /// call.
     CDiskIdentity Identity();
 
     /// Reads the whole block allocation table, or the saved model that takes its place.

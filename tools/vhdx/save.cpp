@@ -20,8 +20,7 @@ void RunSave(const CSaveOptions& options) {
     const CDiskIdentity identity = disk.Identity();
     const CModel model = disk.LoadModel();
     disk.CheckUnchanged();
-    // Once more: a copy of the header that cannot be read for a moment is no change.
-    if (disk.Identity() != identity && disk.Identity() != identity) {
+    if (disk.Identity() != identity) {
         throw CCommandFailure("the disk changed while its model was made; save it again");
     }
     SaveModel(options.model, options.disk.file, model, identity, options.sync);

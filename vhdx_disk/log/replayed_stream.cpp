@@ -54,6 +54,10 @@ bool CReplayedStream::CheckUnchanged(CFailure& reason) const {
            NVHDXDisk::CheckUnchanged(*File(), m_parts->header, m_parts->lostHeader, reason);
 }
 
+const std::optional<CCurrentHeader>& CReplayedStream::Header() const {
+    return m_parts->header;
+}
+
 const CFailure& CReplayedStream::LostHeader() const {
     return m_parts->lostHeader;
 }
